@@ -1,0 +1,67 @@
+# Tesmar: thin wrapper around CMake.
+#   make run            build the release engine and start it (UCI on stdin/stdout)
+#   make test           build and run every test (unit, perft, end-to-end)
+#   make EXE=<path>     build the release engine and copy it to <path>
+#   make portable       release build without CPU features beyond x86-64 + popcnt
+#   make perft-full     every depth of the perft suite (long)
+#   make slow           the long-running tests (soak, deep perft)
+JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
+CMAKE   ?= cmake
+RELEASE := build/release
+TESTDIR := build/test
+
+.PHONY: all release run test portable perft-full slow bench deps clean
+
+all: release
+ifneq ($(EXE),)
+	cp $(RELEASE)/tesmar $(EXE)
+endif
+
+# Installs the build tools on a Debian machine when they are missing (as root or through sudo).
+deps:
+	@missing=""; \
+	command -v $(CMAKE) >/dev/null 2>&1 || missing="$$missing cmake"; \
+	command -v g++ >/dev/null 2>&1 || missing="$$missing g++"; \
+	command -v make >/dev/null 2>&1 || missing="$$missing make"; \
+	[ -f /usr/include/gtest/gtest.h ] || missing="$$missing libgtest-dev libgmock-dev"; \
+	if [ -n "$$missing" ]; then \
+	  echo "Installing:$$missing"; \
+	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $$missing; \
+	fi
+
+release: deps
+	$(CMAKE) -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DTESMAR_TESTS=OFF >/dev/null
+	$(CMAKE) --build $(RELEASE) -j $(JOBS) --target tesmar
+
+run: release
+	@exec $(RELEASE)/tesmar
+
+portable: deps
+	$(CMAKE) -S . -B build/portable -DCMAKE_BUILD_TYPE=Release -DTESMAR_PORTABLE=ON -DTESMAR_TESTS=OFF >/dev/null
+	$(CMAKE) --build build/portable -j $(JOBS) --target tesmar
+	@echo "portable engine: build/portable/tesmar"
+
+$(TESTDIR)/CMakeCache.txt: | deps
+	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
+
+test: deps
+	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
+	cd $(TESTDIR) && ctest -j $(JOBS) --output-on-failure -LE slow
+
+perft-full: deps
+	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
+	TESMAR_PERFT_FULL=1 $(TESTDIR)/board_tests --gtest_filter='Perft*'
+
+slow: deps
+	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
+	cd $(TESTDIR) && ctest --output-on-failure -L slow
+
+bench: release
+	$(RELEASE)/tesmar bench
+
+clean:
+	rm -rf build

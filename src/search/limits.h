@@ -1,0 +1,43 @@
+#pragma once
+// SearchLimits: one "go" command's parameters, the root move list, the deadlines and the flags shared
+// by the command loop and the search threads.
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "board/types.h"
+
+namespace search {
+
+struct SearchLimits {
+  int32_t movesToGo = 0;
+  int32_t timeMs = 0;
+  int32_t incrementMs = 0;
+  int32_t depthLimit = 64;
+  bool clockGiven = false;  // any of wtime/btime/winc/binc/movestogo/movetime came
+  std::array<board::Move, board::MAX_MOVES> rootMoves{};
+  int rootMoveCount = 0;
+  int32_t movesPlayed = 0;
+
+  int64_t startMs = 0;  // read when "go" arrives
+  int64_t softDeadlineMs = 0;
+  int64_t hardDeadlineMs = 0;
+
+  std::atomic<int> pondering{0};
+  std::atomic<int> stopRequested{0};
+  std::atomic<int> singleRootMove{0};
+
+  // Option values the search reads, copied once per "go" so that "setoption" during a search
+  // never affects it.
+  int drawScore = 0;  // internal units
+  int strength = 100;
+  int threads = 1;
+  int minSplitDepth = 3;
+  int syzygyProbeLimit = 6;
+  bool alwaysBestBookMove = true;
+  bool logEnabled = false;
+};
+
+extern SearchLimits searchLimits;
+
+}  // namespace search

@@ -1,0 +1,78 @@
+#pragma once
+// The transposition table shared by all search threads, and the hash allocation that holds the
+// pawn cache followed by the table.
+//
+// TTEntry, two 64-bit words:
+//   keyCheck = ((key & 0x00FFFFFFFFFFFFFF) | age) ^ data   (age stamp in the top byte)
+//   data     = bound (bits 0-1) | depth (signed, bits 2-15) | score (16) | staticEval (16) | move (16)
+// Mate scores are stored relative to the storing node and made relative to the root again when read.
+// Words are relaxed atomics: a torn entry fails the key check and reads as a miss.
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "board/position.h"
+#include "board/types.h"
+#include "eval/pawn_cache.h"
+
+namespace search {
+
+constexpr int BOUND_UPPER = 0;
+constexpr int BOUND_LOWER = 1;
+constexpr int BOUND_EXACT = 2;
+
+struct TTEntry {
+  std::atomic<uint64_t> keyCheck;
+  std::atomic<uint64_t> data;
+};
+static_assert(sizeof(TTEntry) == 16);
+
+struct TranspositionTable {
+  TTEntry* entries = nullptr;
+  uint64_t entryCount = 0;  // ttEntries: 65,536 << floor(log2(hashMb))
+  uint64_t mask = 0;        // ttMask
+  uint64_t age = 0;         // ttAge: current age stamp in the top byte
+  void* hashMemory = nullptr;  // one block: pawn cache, then the table
+  size_t hashBytes = 0;
+};
+
+extern TranspositionTable tt;
+
+// What a probe hit returns; score already adjusted for the probing node's ply.
+struct TTHit {
+  int bound;
+  int depth;
+  int score;
+  int staticEval;
+  board::PackedMove move;
+};
+
+// Sizes, releases, allocates (cache-line aligned) and zero-fills the pawn cache and the table for
+// hashMb megabytes (1..65536); sets age to 0 and points pawnCache into the block. False when the
+// allocation fails (the previous block is released either way).
+bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int hashMb);
+void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache);
+
+bool ttProbe(const TranspositionTable& table, uint64_t key, int ply, TTHit& hit);
+void ttStore(TranspositionTable& table, uint64_t key, int ply, int bound, int depth, int score,
+             int staticEval, board::Move move);
+
+// Replacement tests of the storing sites.
+// End of a non-PV full-width node: false when the slot holds a current-age exact entry.
+bool ttMayStoreNonPv(const TranspositionTable& table, uint64_t key);
+// Quiescence result: false when the slot holds a current-age entry of depth 1 or more.
+bool ttMayStoreQuiescence(const TranspositionTable& table, uint64_t key);
+
+// Advances the age stamp by one (2^56).
+void ttNewSearch(TranspositionTable& table);
+
+// Re-stamps the exact entries along the previous principal variation with the next age (run before
+// ttNewSearch). Returns the root's move of that chain (unpacked for the root), or 0. Leaves the
+// position as found.
+board::Move ttCarryPv(TranspositionTable& table, board::Position& pos);
+
+// Walks the current-age exact chain from the root: writes up to maxMoves moves into pv, returns the
+// count; stops at a position with FLAG_REPETITION. Leaves the position as found.
+int ttReadPv(const TranspositionTable& table, board::Position& pos, board::Move* pv, int maxMoves);
+
+}  // namespace search

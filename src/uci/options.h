@@ -1,0 +1,44 @@
+#pragma once
+// Engine options: the EngineSettings record, the "uci" option lines and the "setoption" parser.
+#include <array>
+#include <cstdint>
+
+namespace uci {
+
+constexpr int OPTION_TEXT_SIZE = 256;  // string options keep at most 255 characters
+
+struct EngineSettings {
+  int32_t hashMb = 256;
+  int32_t drawScore = 0;  // centipawns * 4
+  int32_t ownBook = 0;
+  std::array<char, OPTION_TEXT_SIZE> bookFile{"./book.bin"};
+  int32_t alwaysBestBookMove = 1;
+  int32_t strength = 100;
+  int32_t logEnabled = 0;
+  int32_t threads = 1;
+  std::array<char, OPTION_TEXT_SIZE> syzygyPath{"./syzygy"};
+  int32_t syzygyProbeLimit = 6;
+};
+
+extern EngineSettings engineSettings;
+// 3 + floor(log2(threads)): the parallel search splits only nodes of at least this depth.
+extern int32_t minSplitDepth;
+
+constexpr int MAX_HASH_MB = 65536;
+constexpr int MAX_THREADS_OPTION = 64;
+
+// Restores the defaults (process start).
+void resetSettings(EngineSettings& settings);
+
+// Prints the eleven "option" lines (without flushing).
+void printOptionLines(const EngineSettings& settings);
+
+// Handles a line that begins with "setoption name " (newline included or not). Values outside the
+// advertised range are clamped into it; prints nothing.
+void setOption(EngineSettings& settings, const char* line);
+
+// Reads a decimal integer like the spin parser: leading blanks and a sign allowed, stops at the
+// first non-digit, no digits give 0, saturates instead of overflowing.
+int64_t parseInteger(const char* text);
+
+}  // namespace uci
