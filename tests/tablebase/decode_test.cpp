@@ -4,6 +4,9 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -85,6 +88,68 @@ TEST_F(TablebaseDecode, EveryPublishedFileSetsUp) {
         EXPECT_TRUE(setUp(dir, name, wdl, e)) << dir << "/" << name << (wdl ? ".rtbw" : ".rtbz");
       }
     }
+  }
+}
+
+std::vector<uint8_t> readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Sets up a table from bytes in memory (exactly sized, so that a sanitizer build sees any read past
+// them) and, when that succeeds, decodes values across every stored table. Returns whether the
+// set-up succeeded.
+bool setUpAndDecode(const std::string& name, bool wdl, const std::vector<uint8_t>& bytes) {
+  tb::TableEntry e;
+  EXPECT_TRUE(tb::describeName(e, name.c_str()));
+  std::vector<uint8_t> copy(bytes);
+  e.mapping.data = copy.empty() ? nullptr : copy.data();
+  e.mapping.size = copy.size();
+  const bool ok = tb::setupTable(e, wdl);
+  if (ok)
+    for (int f = 0; f < e.files; ++f)
+      for (int side = 0; side < (e.split ? 2 : 1); ++side) {
+        const tb::PairsData& d = e.fileTables[size_t(f)].pairs[side];
+        const uint64_t n = d.indexBits ? d.indexEntries << d.indexBits : 1;
+        int value;
+        for (uint64_t i = 0; i < n; i += 1 + n / 300) (void)tb::decompressValue(d, i, value);
+      }
+  e.mapping = platform::MappedFile{};  // not ours to unmap
+  return ok;
+}
+
+TEST_F(TablebaseDecode, DamagedFilesAreRefusedOrDecodedSafely) {
+  const std::string data = testsupport::dataDir();
+  if (data.empty()) GTEST_SKIP() << "test data absent";
+  struct Case {
+    const char* name;
+    bool wdl;
+  };
+  // Tables without and with pawns, split and symmetric, with and without value maps.
+  const Case cases[] = {{"KRvK", true}, {"KRvK", false}, {"KPvKP", true}, {"KPvKP", false},
+                        {"KBNvK", true}, {"KRvKR", true}, {"KPPvK", false}, {"KQvKR", false}};
+  for (const Case& c : cases) {
+    const auto bytes = readFile(data + "/syzygy/" + c.name + (c.wdl ? ".rtbw" : ".rtbz"));
+    ASSERT_FALSE(bytes.empty()) << c.name;
+    EXPECT_TRUE(setUpAndDecode(c.name, c.wdl, bytes)) << c.name;
+
+    auto wrongMagic = bytes;
+    wrongMagic[0] ^= 1;
+    EXPECT_FALSE(setUpAndDecode(c.name, c.wdl, wrongMagic)) << c.name;
+    EXPECT_FALSE(setUpAndDecode(c.name, !c.wdl, bytes)) << c.name << " read as the other kind";
+
+    // Truncated anywhere inside the tables (the last 16 bytes are a checksum, then padding).
+    for (size_t cut = 0; cut + 80 < bytes.size(); cut += 1 + bytes.size() / 97) {
+      const std::vector<uint8_t> head(bytes.begin(), bytes.begin() + long(cut));
+      EXPECT_FALSE(setUpAndDecode(c.name, c.wdl, head)) << c.name << " cut at " << cut;
+    }
+    // Every byte of the headers changed in turn: refused, or decoded without leaving the file.
+    for (size_t at = 4; at < std::min<size_t>(bytes.size(), 128); ++at)
+      for (const uint8_t mask : {uint8_t(0x01), uint8_t(0xFF)}) {
+        auto damaged = bytes;
+        damaged[at] ^= mask;
+        (void)setUpAndDecode(c.name, c.wdl, damaged);
+      }
   }
 }
 
