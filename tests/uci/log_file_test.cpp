@@ -2,8 +2,7 @@
 // ./Tesmar.log across runs, and only while Log was set at the last new game.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -13,11 +12,15 @@ namespace {
 
 using testsupport::EngineProcess;
 
+// The whole file, or "" when it does not exist.
 std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+  std::string text;
+  if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
+    char chunk[4096];
+    for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, file)) > 0;) text.append(chunk, n);
+    std::fclose(file);
+  }
+  return text;
 }
 
 // One run of the engine: the given commands, then a search line, "stop" (which joins the search, so

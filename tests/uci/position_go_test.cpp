@@ -134,7 +134,7 @@ TEST(PositionCommand, LinesWithoutEffectLeaveThePositionAlone) {
       "position fen 9/8/8/8/8/8/8/K6k w - - 0 1\n",
       "position fen 8/8/8/8/8/8/8/8/8/K6k w - - 0 1\n",                // nine ranks
       "position fen P7/8/8/8/8/8/8/K6k w - - 0 1\n",                   // pawn on the last rank
-      "position fen 8/8/8/8/8/8/8/K5qk w - - 0 1\n",                   // side not to move in check
+      "position fen 8/8/8/8/8/8/8/K5Qk w - - 0 1\n",                   // side not to move in check
       "position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNX w KQkq - 0 1\n",
   };
   Position pos;
