@@ -1,5 +1,5 @@
-// The log file through the engine's real pipes: "go" lines and the search's output appended to
-// ./Tesmar.log across runs, and only while Log was set at the last new game.
+// New games and the log file through the engine's real pipes: "go" lines and the search's output
+// appended to ./Tesmar.log across runs, only while Log was set at the last new game.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -83,6 +83,37 @@ TEST(E2ELogFile, GoBeforeAnyPositionAndMalformedLinesDoNotCrash) {
   EXPECT_TRUE(engine.waitFor("readyok", 20000));
   engine.send("quit");
   EXPECT_EQ(engine.waitExit(), 0);
+}
+
+// Whether a 72 GiB request is sure to be refused here rather than granted and then touched: the
+// kernel refuses mappings beyond memory plus swap unless overcommit is unconditional.
+bool hugeAllocationFails() {
+  std::FILE* mode = std::fopen("/proc/sys/vm/overcommit_memory", "r");
+  if (!mode) return false;
+  int overcommit = 1;
+  const bool read = std::fscanf(mode, "%d", &overcommit) == 1;
+  std::fclose(mode);
+  if (!read || overcommit == 1) return false;
+  std::FILE* info = std::fopen("/proc/meminfo", "r");
+  if (!info) return false;
+  long long totalKb = 0;
+  char line[256];
+  while (std::fgets(line, sizeof line, info)) {
+    long long kb = 0;
+    if (std::sscanf(line, "MemTotal: %lld", &kb) == 1 || std::sscanf(line, "SwapTotal: %lld", &kb) == 1)
+      totalKb += kb;
+  }
+  std::fclose(info);
+  return totalKb > 0 && totalKb < (48ll << 20);
+}
+
+TEST(E2ENewGame, AllocationFailureEndsTheProcess) {
+  if (!hugeAllocationFails()) GTEST_SKIP() << "this machine might grant a 72 GiB hash";
+  EngineProcess engine(testsupport::makeTempDir());
+  engine.send("setoption name Hash value 65536");
+  engine.send("ucinewgame");
+  EXPECT_EQ(engine.readLine(20000).value_or("<none>"), "TT allocation error");
+  EXPECT_EQ(engine.waitExit(20000), 1);
 }
 
 }  // namespace
