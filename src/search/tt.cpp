@@ -1,8 +1,9 @@
 #include "search/tt.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -21,7 +22,6 @@ constexpr uint64_t MIN_HASH_MB = 1;
 constexpr uint64_t MAX_HASH_MB = 65536;
 constexpr uint64_t ENTRIES_PER_MB = 65536;  // 16-byte entries
 constexpr size_t CACHE_LINE = 64;
-constexpr size_t HUGE_PAGE = size_t(2) << 20;
 
 // Fields of the data word.
 constexpr int dataBound(uint64_t data) { return int(data & 3); }
@@ -70,16 +70,41 @@ board::Move exactChainMove(const TranspositionTable& table, board::Position& pos
 // Room for one more record on the position stack.
 bool stackHasRoom(const board::Position& pos) { return board::stackIndex(pos) < board::MAX_STATES - 1; }
 
-void* allocateBlock(size_t bytes) {
-  // Large tables are aligned to the huge-page size so that the kernel can back them with huge pages
-  // (fewer TLB misses on random probes); small ones to the cache line.
-  const size_t alignment = bytes >= HUGE_PAGE ? HUGE_PAGE : CACHE_LINE;
-  const size_t rounded = (bytes + alignment - 1) / alignment * alignment;
-  void* block = std::aligned_alloc(alignment, rounded);
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-  if (block && alignment == HUGE_PAGE) madvise(block, rounded, MADV_HUGEPAGE);
+// A zero-filled block of at least cache-line alignment. On Linux the block is a fresh anonymous
+// mapping (zero pages by definition), backed by huge pages where the kernel allows and populated at
+// once, so that the search meets no page faults; elsewhere an aligned allocation cleared by hand.
+void* allocateZeroedBlock(size_t bytes) {
+#if defined(__linux__)
+  void* block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (block == MAP_FAILED) return nullptr;
+#if defined(MADV_HUGEPAGE)
+  madvise(block, bytes, MADV_HUGEPAGE);
 #endif
+#if defined(MADV_POPULATE_WRITE)
+  if (madvise(block, bytes, MADV_POPULATE_WRITE) == 0) return block;
+  if (errno == ENOMEM) {
+    munmap(block, bytes);
+    return nullptr;
+  }
+#endif
+  std::memset(block, 0, bytes);  // touches every page now rather than during the search
   return block;
+#else
+  const size_t rounded = (bytes + CACHE_LINE - 1) / CACHE_LINE * CACHE_LINE;
+  void* block = std::aligned_alloc(CACHE_LINE, rounded);
+  if (block) std::memset(block, 0, rounded);
+  return block;
+#endif
+}
+
+void releaseBlock(void* block, size_t bytes) {
+  if (!block) return;
+#if defined(__linux__)
+  munmap(block, bytes);
+#else
+  (void)bytes;
+  std::free(block);
+#endif
 }
 
 }  // namespace
@@ -96,8 +121,8 @@ TTGeometry ttGeometry(int64_t hashMb) {
 }
 
 void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache) {
-  // The entries hold only trivially destructible atomics: the block is simply freed.
-  std::free(table.hashMemory);
+  // The entries hold only trivially destructible atomics: the block is simply given back.
+  releaseBlock(table.hashMemory, table.hashBytes);
   table.hashMemory = nullptr;
   table.hashBytes = 0;
   table.entries = nullptr;
@@ -112,13 +137,12 @@ bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int64_t h
   ttRelease(table, pawnCache);
   table.age = 0;
   if (g.bytes > SIZE_MAX / 2) return false;
-  void* block = allocateBlock(size_t(g.bytes));
+  void* block = allocateZeroedBlock(size_t(g.bytes));
   if (!block) return false;
-  // Constructing the entries value-initialises them: this is the zero fill, pawn cache first.
+  // The entries are lock-free 64-bit atomics whose zero bytes are the zero value: the zeroed block
+  // holds the pawn cache and then the table as they are.
   auto* pawnEntries = static_cast<eval::PawnCacheEntry*>(block);
-  std::uninitialized_value_construct_n(pawnEntries, g.pawnEntries);
   auto* ttEntries = reinterpret_cast<TTEntry*>(pawnEntries + g.pawnEntries);
-  std::uninitialized_value_construct_n(ttEntries, g.ttEntries);
   table.hashMemory = block;
   table.hashBytes = size_t(g.bytes);
   table.entries = ttEntries;

@@ -26,6 +26,7 @@ struct TTEntry {
   std::atomic<uint64_t> data;
 };
 static_assert(sizeof(TTEntry) == 16);
+static_assert(std::atomic<uint64_t>::is_always_lock_free && sizeof(std::atomic<uint64_t>) == 8);
 
 struct TranspositionTable {
   TTEntry* entries = nullptr;
