@@ -357,8 +357,10 @@ std::vector<book::BookEntry> readAll(const std::string& path) {
   return entries;
 }
 
-// Walks every book line from the start position: every key in the file must be reached, every
-// record's move must be legal where its key is found, and probes answer only with moves of the run.
+// Walks the book from the start position as a Polyglot book tool does: every legal move from a
+// book position, and again from a position one ply beyond one (a book may store one side's moves
+// only). Every key of the file must be reached, every record's move must be legal where its key is
+// found, and probes answer only with moves of the run.
 TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
   if (bookDir().empty()) GTEST_SKIP() << "test data directory absent";
   for (const char* name : {"lines.bin", "games.bin", "tiny.bin"}) {
@@ -369,19 +371,24 @@ TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
     for (const auto& e : entries) byKey.emplace(e.key, e);
     ASSERT_TRUE(book::openBook(path.c_str()));
 
+    std::set<uint64_t> visited;
     std::set<uint64_t> reached;
     int probes = 0;
-    // Depth-first over book moves; `pos` holds the line being walked.
     setUp(pos, board::START_FEN);
-    std::vector<std::vector<Move>> pending;
-    auto expand = [&]() {
-      const uint64_t key = book::polyglotKey(pos);
+    // Children of the current position; parentInBook says whether the position before it was.
+    auto expand = [&](bool parentInBook) {
       std::vector<Move> children;
-      if (!reached.insert(key).second || board::stackIndex(pos) >= 200) return children;
+      const uint64_t key = book::polyglotKey(pos);
       auto [first, last] = byKey.equal_range(key);
-      if (first == last) return children;
+      if (first == last && !parentInBook) return children;
+      if (!visited.insert(key).second || board::stackIndex(pos) >= 200) return children;
       Move legal[board::MAX_MOVES];
       Move* end = board::generateLegalMoves(pos, legal);
+      if (first == last) {
+        children.assign(legal, end);
+        return children;
+      }
+      reached.insert(key);
       std::set<std::string> runMoves;
       for (auto it = first; it != last; ++it) {
         const Move bare = book::bookMoveToMove(it->second.move, board::currentState(pos));
@@ -390,28 +397,33 @@ TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
                  board::movePromotion(m) == board::movePromotion(bare);
         });
         EXPECT_NE(match, end) << name << " illegal record at key " << std::hex << key;
-        if (match != end) {
-          children.push_back(*match);
-          runMoves.insert(text(pos, *match));
-        }
+        if (match != end) runMoves.insert(text(pos, *match));
       }
+      children.assign(legal, end);
       for (bool best : {true, false}) {
         ++probes;
         EXPECT_TRUE(runMoves.count(text(pos, book::bookProbe(pos, best, nullptr, 0)))) << name;
       }
       return children;
     };
-    pending.push_back(expand());
+    struct Frame {
+      std::vector<Move> children;
+      bool inBook;
+    };
+    std::vector<Frame> pending;
+    pending.push_back({expand(true), byKey.count(book::polyglotKey(pos)) > 0});
     while (!pending.empty()) {
-      if (pending.back().empty()) {
+      if (pending.back().children.empty()) {
         pending.pop_back();
         if (!pending.empty()) board::unmakeMove(pos);
         continue;
       }
-      const Move move = pending.back().back();
-      pending.back().pop_back();
+      const bool parentInBook = pending.back().inBook;
+      const Move move = pending.back().children.back();
+      pending.back().children.pop_back();
       board::makeMove(pos, move);
-      pending.push_back(expand());
+      const bool inBook = byKey.count(book::polyglotKey(pos)) > 0;
+      pending.push_back({expand(parentInBook), inBook});
     }
     std::set<uint64_t> fileKeys;
     for (const auto& e : entries) fileKeys.insert(e.key);
