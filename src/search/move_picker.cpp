@@ -256,7 +256,10 @@ Move nextMove(SearchThread& thread, MovePicker& picker, int32_t& score) {
         ++picker.stage;
         Move m = picker.killers[k];
         if (m == 0 || m == hash) break;
-        if (k >= 2 && (m == picker.killers[0] || m == picker.killers[1])) break;
+        // The two of ply - 2 only when they differ from this ply's (and every killer only once).
+        bool repeated = false;
+        for (int j = 0; j < k; ++j) repeated |= m == picker.killers[j];
+        if (repeated) break;
         if (!isPseudoLegalQuiet(pos, m) || leavesKingAttacked(pos, m)) break;
         markCheckQuiet(pos, m);
         score = SCORE_KILLER;

@@ -78,19 +78,24 @@ TEST(MovePicker, YieldsEachLegalMoveOnceWithItsCheckMark) {
     for (size_t child = 0; child <= rootMoves.size(); ++child) {
       if (child > 0) board::makeMove(pos, rootMoves[child - 1]);
       std::vector<Move> expected = legalMoves(pos);
+      std::vector<Move> quiets;
+      for (const Move m : expected)
+        if (!(m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))) quiets.push_back(board::withoutCheck(m));
+      // Killers are quiet moves: from other positions, or from this one.
       const int ply = int(random() % 64);
       for (int slot = 0; slot < 2; ++slot) {
         thread.killers[ply][slot] = foreignQuiets.empty() ? 0 : foreignQuiets[random() % foreignQuiets.size()];
-        if (ply >= 2) thread.killers[ply - 2][slot] = expected.empty() ? 0 : board::withoutCheck(expected[random() % expected.size()]);
+        if (ply >= 2) thread.killers[ply - 2][slot] = quiets.empty() ? 0 : quiets[random() % quiets.size()];
       }
       const Move ttMove = expected.empty() || random() % 3 == 0 ? 0 : expected[random() % expected.size()];
       std::vector<Move> picked = pickAll(thread, ply, ttMove);
-      if (!picked.empty() && ttMove) EXPECT_EQ(picked.front(), ttMove);
+      if (!picked.empty() && ttMove) {
+        EXPECT_EQ(picked.front(), ttMove);
+      }
       std::sort(expected.begin(), expected.end());
       std::sort(picked.begin(), picked.end());
       EXPECT_EQ(picked, expected) << fen << " child " << child;
-      for (const Move m : expected)
-        if (!(m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))) foreignQuiets.push_back(board::withoutCheck(m));
+      foreignQuiets.insert(foreignQuiets.end(), quiets.begin(), quiets.end());
       ++positions;
       inCheck += board::isInCheck(board::currentState(pos));
       if (child > 0) board::unmakeMove(pos);
@@ -191,7 +196,9 @@ TEST(HashMoveCheck, AcceptsExactlyTheLegalMoves) {
                                    [&](Move l) { return board::withoutCheck(l) == board::withoutCheck(m); });
       const bool fits = search::fitsPosition(pos, m);
       ASSERT_EQ(fits, it != legal.end()) << fen << " move word " << std::hex << pool[i];
-      if (fits) EXPECT_EQ(m, *it) << fen;
+      if (fits) {
+        EXPECT_EQ(m, *it) << fen;
+      }
     }
   }
 }

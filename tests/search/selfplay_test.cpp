@@ -65,10 +65,10 @@ void playGame(EngineProcess* engines[2], const std::string& opening, int64_t bas
   std::vector<uint64_t> keys{board::currentState(*pos).key};
   int64_t clock[2] = {baseMs, baseMs};
   result.lowestClockMs = baseMs;
-  for (auto* engine : engines) {
-    engine->send("ucinewgame");
-    engine->send("isready");
-    ASSERT_TRUE(engine->waitFor("readyok", 10000));
+  for (int i = 0; i < 2; ++i) {
+    engines[i]->send("ucinewgame");
+    engines[i]->send("isready");
+    ASSERT_TRUE(engines[i]->waitFor("readyok", 10000));
   }
   std::vector<std::string> openingMoves;
   for (size_t i = 0; i < opening.size(); i += 5) openingMoves.push_back(opening.substr(i, 4));
