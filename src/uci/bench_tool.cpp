@@ -21,7 +21,7 @@ namespace uci {
 
 namespace {
 
-constexpr int DEFAULT_BENCH_DEPTH = 11;
+constexpr int DEFAULT_BENCH_DEPTH = 12;
 constexpr int BENCH_HASH_MB = 16;
 
 // Openings, middlegames, endgames and tactical positions.
