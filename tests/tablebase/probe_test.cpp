@@ -148,7 +148,7 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
   tb::initTablebases((data + "/syzygy").c_str(), false);
 
   // Won: every kept move keeps the win; hanging the rook is dropped. Score: 32700 + 15*2 - 100*1.
-  RootResult won = rootProbe("8/8/8/4k3/8/8/8/R3K3 w - - 0 1");
+  RootResult won = rootProbe("8/8/8/4k3/R7/8/8/4K3 w - - 0 1");
   EXPECT_EQ(won.score, 32630);
   EXPECT_LT(won.kept.size(), won.all.size());
   for (const board::Move m : won.kept) {
@@ -160,11 +160,11 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
   // Won with the fifty-move counter at 90 and a distance of 15 to zeroing: score 0, and only the
   // fastest moves survive (all of them with the same distance).
   int wdl = 0, dtz = 0;
-  EXPECT_TRUE(board::setupFromFen(pos, "8/8/8/4k3/8/8/8/R3K3 w - - 0 1"));
+  EXPECT_TRUE(board::setupFromFen(pos, "8/8/8/4k3/R7/8/8/4K3 w - - 0 1"));
   int success = 0;
   const int rootDtz = tb::probeDtz(pos, success);
   EXPECT_GT(rootDtz, 0);
-  std::string fen = "8/8/8/4k3/8/8/8/R3K3 w - - " + std::to_string(101 - rootDtz) + " 1";
+  std::string fen = "8/8/8/4k3/R7/8/8/4K3 w - - " + std::to_string(101 - rootDtz) + " 1";
   RootResult spoiled = rootProbe(fen);
   EXPECT_EQ(spoiled.score, 0);
   ASSERT_FALSE(spoiled.kept.empty());
@@ -178,7 +178,8 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
   EXPECT_LT(spoiled.kept.size(), won.kept.size());
 
   // Drawn KRvKR: only moves that keep the draw.
-  RootResult drawn = rootProbe("8/8/3k4/8/8/3K4/8/R6r w - - 0 1");
+  RootResult drawn = rootProbe("8/8/3k4/8/8/3K4/R7/7r w - - 0 1");
+  EXPECT_LT(drawn.kept.size(), drawn.all.size());
   EXPECT_EQ(drawn.score, 0);
   EXPECT_FALSE(drawn.kept.empty());
   for (const board::Move m : drawn.kept) {

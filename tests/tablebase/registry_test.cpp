@@ -38,7 +38,7 @@ int probe(const char* fen, int& success, std::string& printed) {
 }
 
 constexpr const char* KRVK_WON = "8/8/8/4k3/8/8/8/R3K3 w - - 0 1";
-constexpr const char* KQVK_WON = "8/8/8/4k3/8/8/8/Q3K3 w - - 0 1";
+constexpr const char* KQVK_WON = "8/8/8/4k3/8/8/8/1Q2K3 w - - 0 1";
 
 class TablebaseRegistry : public ::testing::Test {
  protected:
