@@ -124,7 +124,9 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
     const bool legal = !moverInCheck(board::currentState(pos));
     board::unmakeMove(pos);
     // In check the query is meant for evasions only (checked below).
-    if (!inCheck) EXPECT_EQ(board::leavesKingAttacked(pos, m->move) == 0, legal) << std::hex << m->move;
+    if (!inCheck) {
+      EXPECT_EQ(board::leavesKingAttacked(pos, m->move) == 0, legal) << std::hex << m->move;
+    }
     if (legal) reference.insert(board::withoutCheck(m->move));
   }
   if (inCheck) {
