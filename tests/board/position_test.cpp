@@ -51,7 +51,6 @@ TEST(PositionRecord, StartPositionAndAfterE4) {
   EXPECT_EQ(t.pawnKey, 0x13EA71E5D56FB82AULL);
   EXPECT_EQ(t.epFile, board::NO_EP_FILE);
   EXPECT_EQ(t.halfmoveClock, 0);
-  EXPECT_EQ(t.psqMg, 0);
 }
 
 TEST(PositionRecord, MirrorTwiceIsIdentity) {
