@@ -88,12 +88,12 @@ TEST(EvalPieceTerms, WorkedExamples) {
       // the bishop's square colour (-17).
       {"minor near king", "k7/8/8/8/8/4P3/4B3/4K3 w - - 0 1", eval::TERM_PIECES, WHITE, 20 + 14, 20 + 14},
       {"bad bishop", "k7/8/8/8/8/3P4/4B3/4K3 w - - 0 1", eval::TERM_PIECES, WHITE, 20 - 17, 20 - 17},
-      // One attacker: a quarter of 160 (g7) + 20 (h6), and of 1 + 1.
-      {"one zone attacker", "7k/8/8/5N2/8/8/8/K7 w - - 0 1", eval::TERM_KING_ATTACK, WHITE, 45, 0},
+      // One attacker (a pawn keeps the material from the bare-minor draw): a quarter of 160 (g7) + 20 (h6), and of 1 + 1.
+      {"one zone attacker", "7k/p7/8/5N2/8/8/8/K7 w - - 0 1", eval::TERM_KING_ATTACK, WHITE, 45, 0},
       // Two attackers: half of knight 180/2 plus rook 2 * 108 (g8, g7) + 35 (g6) / 3.
       {"two zone attackers", "7k/8/8/5N2/8/8/8/K5R1 w - - 0 1", eval::TERM_KING_ATTACK, WHITE, 215, 2},
       // A knight alone on a1 has two moves; a rook on d1 beside its king thirteen.
-      {"knight mobility", "7k/8/8/8/8/8/8/N6K w - - 0 1", eval::TERM_MOBILITY, WHITE, -34, -21},
+      {"knight mobility", "7k/p7/8/8/8/8/8/N6K w - - 0 1", eval::TERM_MOBILITY, WHITE, -34, -21},
       {"rook mobility", "7k/8/8/8/8/8/8/3R3K w - - 0 1", eval::TERM_MOBILITY, WHITE, 92, 45},
   };
   checkCases(std::begin(cases), std::end(cases));
