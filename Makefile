@@ -65,3 +65,18 @@ bench: release
 
 clean:
 	rm -rf build
+
+# Fuzzing (clang + libFuzzer + ASan/UBSan). FUZZ_SECONDS per target.
+FUZZ_SECONDS ?= 600
+.PHONY: fuzz fuzz-build fuzz-deps
+fuzz-deps:
+	@command -v clang++ >/dev/null 2>&1 && ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || { \
+	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq clang libclang-rt-14-dev; }
+
+fuzz-build: deps fuzz-deps
+	$(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ -DTESMAR_FUZZ=ON >/dev/null
+	$(CMAKE) --build build/fuzz -j $(JOBS)
+
+fuzz: fuzz-build
+	tools/run_fuzzers.sh build/fuzz $(FUZZ_SECONDS)
