@@ -43,16 +43,27 @@ inline int nextRandom(uint64_t& state) {
   return int((state * 0x2545F4914F6CDD1DULL) >> 33);
 }
 
-// Material plus placement of our pieces (for the breakdown only; the search reads the kept sums).
-inline void addMaterial(const BoardView& v, EvalTrace* trace) {
+// Material plus placement of our pieces, recomputed from the tables in 32 bits.
+inline void addMaterial(const BoardView& v, int& mg, int& eg, EvalTrace* trace) {
   const Bitboard byType[7] = {0, v.pawns, v.knights, v.bishops, v.rooks, v.queens, v.kings};
+  int sumMg = 0;
+  int sumEg = 0;
   for (int type = board::PAWN; type <= board::KING; ++type) {
     for (Bitboard b = byType[type] & v.us; b;) {
       const int square = platform::popLsb(b);
-      addTrace(trace, TERM_MATERIAL, v.colour, PieceSquare[type][PHASE_MG][square],
-               PieceSquare[type][PHASE_EG][square]);
+      sumMg += PieceSquare[type][PHASE_MG][square];
+      sumEg += PieceSquare[type][PHASE_EG][square];
     }
   }
+  mg += sumMg;
+  eg += sumEg;
+  if (trace) addTrace(trace, TERM_MATERIAL, v.colour, sumMg, sumEg);
+}
+
+// The kept 16-bit sums can wrap only with more heavy pieces than a game starts with (weighing a
+// queen as two rooks, more than eight); then the material is recomputed.
+inline bool mayOverflowSums(const BoardView& v) {
+  return 2 * popcount(v.queens) + popcount(v.rooks) > 8;
 }
 
 template <bool TRACE>
@@ -98,12 +109,21 @@ int evaluateImpl(board::Position& pos, int ply, EvalContext& context, EvalTrace*
   acc.negate();
   threatPass<TRACE>(view, ourAttacks, platform::byteSwap(theirAttacks.all), acc, trace);
 
-  const int mg = state.psqMg + acc.mg;
-  const int eg = state.psqEg + acc.eg;
+  int mg = acc.mg;
+  int eg = acc.eg;
+  if (TRACE || mayOverflowSums(view)) {
+    int themMg = 0;
+    int themEg = 0;
+    addMaterial(view, mg, eg, trace);
+    addMaterial(flipped, themMg, themEg, trace);
+    mg -= themMg;
+    eg -= themEg;
+  } else {
+    mg += state.psqMg;
+    eg += state.psqEg;
+  }
   int score = ((mg + TEMPO) * phase + eg * (FULL_PHASE - phase)) / FULL_PHASE;
   if constexpr (TRACE) {
-    addMaterial(view, trace);
-    addMaterial(flipped, trace);
     trace->mg = mg;
     trace->eg = eg;
     trace->blended = score;

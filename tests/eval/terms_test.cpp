@@ -82,7 +82,7 @@ TEST(EvalPieceTerms, WorkedExamples) {
       {"trapped rook h1", "k7/8/8/8/8/8/7P/6KR w - - 0 1", eval::TERM_PIECES, WHITE, -167, -167},
       {"trapped rook a1", "7k/8/8/8/8/8/P7/RK6 w - - 0 1", eval::TERM_PIECES, WHITE, -167, -167},
       {"knight pair", "k7/8/8/8/8/8/8/1N2K1N1 w - - 0 1", eval::TERM_PIECES, WHITE, -24, -24},
-      {"rook pair", "k7/8/8/8/8/8/8/R3K2R w - - 0 1", eval::TERM_PIECES, WHITE, 74 + 74 - 14, 74 + 74 - 14},
+      {"rook pair", "1k6/8/8/8/8/8/8/R3K2R w - - 0 1", eval::TERM_PIECES, WHITE, 74 + 74 - 14, 74 + 74 - 14},
       {"bishop pair", "k7/8/8/8/8/8/8/2B2B1K w - - 0 1", eval::TERM_PIECES, WHITE, 153, 153},
       // A minor piece in our own king zone (+20) with a pawn in front of it (+14), and a pawn on
       // the bishop's square colour (-17).
