@@ -62,8 +62,6 @@ inline ScoredMove* addPieceCaptures(const BoardState& s, ScoredMove* end, Bitboa
   return end;
 }
 
-inline Bitboard ownPiecesOf(const BoardState& s, Bitboard set) { return set & s.bb[0]; }
-
 }  // namespace
 
 ScoredMove* generateCaptures(const Position& pos, ScoredMove* end) {
