@@ -175,11 +175,15 @@ int probeAb(Position& pos, int alpha, int beta, int& success) {
   board::ScoredMove* end = board::isInCheck(board::currentState(pos))
                                ? board::generateEvasions(pos, list)
                                : board::generateCaptures(pos, list);
-  // Highest score first; of equal scores the one generated last first.
+  // Highest score first; of equal scores the one generated last first (an insertion sort of the
+  // reversed list: no allocation).
   std::reverse(list, end);
-  std::stable_sort(list, end, [](const board::ScoredMove& a, const board::ScoredMove& b) {
-    return a.score > b.score;
-  });
+  for (board::ScoredMove* it = list + 1; it < end; ++it) {
+    const board::ScoredMove entry = *it;
+    board::ScoredMove* at = it;
+    for (; at > list && at[-1].score < entry.score; --at) *at = at[-1];
+    *at = entry;
+  }
   for (board::ScoredMove* it = list; it != end; ++it) {
     Move m = it->move;
     if (!(m & board::MOVE_CAPTURE) || (m & board::MOVE_EN_PASSANT)) continue;
