@@ -43,13 +43,18 @@ TEST(Search, FindsForcedMatesWithAMatingPv) {
   }
 }
 
-// Winning side: taking the last free piece would stalemate; mating is better.
+// Winning side: taking the knight, Black's last free piece, stalemates (and there is no mate in
+// one); the rook manoeuvre mates instead.
 TEST(Search, AvoidsAStalemateTrap) {
   searchtest::newGame();
-  ASSERT_TRUE(setRoot("k7/2Q5/1K6/8/8/8/7r/8 w - - 0 1"));
-  const search::SearchResult& r = searchRoot(6);
-  EXPECT_NE(moveText(r.bestMove, false), "c7h2");
-  EXPECT_TRUE(search::isMateScore(r.score) && r.score > 0) << r.score;
+  ASSERT_TRUE(setRoot("8/7R/8/8/8/7n/p1K5/k7 w - - 0 1"));
+  for (const int depth : {2, 4, 9}) {
+    const search::SearchResult& r = searchRoot(depth);
+    EXPECT_NE(moveText(r.bestMove, false), "h7h3") << depth;
+    EXPECT_GT(r.score, 0) << depth;
+  }
+  EXPECT_TRUE(search::isMateScore(search::lastSearch.score)) << search::lastSearch.score;
+  EXPECT_TRUE(searchtest::pvMates(search::lastSearch));
 }
 
 // The only legal move: iterations stop at depth 8 without a depth limit.
