@@ -138,6 +138,7 @@ void playMatch(int games, int64_t baseMs, int64_t incMs) {
     if (::testing::Test::HasFatalFailure()) return;
     std::printf("game %d: %s after %d plies, lowest clock %lld ms\n", g + 1, result.end.c_str(), result.plies,
                 static_cast<long long>(result.lowestClockMs));
+    std::fflush(stdout);
   }
   first.send("quit");
   second.send("quit");
