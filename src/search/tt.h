@@ -26,6 +26,7 @@ struct TTEntry {
   std::atomic<uint64_t> data;
 };
 static_assert(sizeof(TTEntry) == 16);
+static_assert(std::atomic<uint64_t>::is_always_lock_free && sizeof(std::atomic<uint64_t>) == 8);
 
 struct TranspositionTable {
   TTEntry* entries = nullptr;
@@ -37,6 +38,21 @@ struct TranspositionTable {
 };
 
 extern TranspositionTable tt;
+
+// Bits 0-55 of the key are kept in an entry; the top byte holds the age stamp.
+constexpr uint64_t TT_KEY_BITS = 0x00FFFFFFFFFFFFFFULL;
+constexpr uint64_t TT_AGE_STEP = uint64_t(1) << 56;
+
+// Sizes of the hash allocation for a Hash option value (clamped to 1..65536): the table has the
+// largest power of two of MiB not above hashMb, the pawn cache an eighth of its entries.
+struct TTGeometry {
+  uint64_t ttEntries;    // 65,536 << floor(log2(hashMb))
+  uint64_t ttMask;       // ttEntries - 1
+  uint64_t pawnEntries;  // ttEntries / 8
+  uint64_t pawnMask;     // ttMask >> 3
+  uint64_t bytes;        // (pawnEntries + ttEntries) * 16: pawn cache first, then the table
+};
+TTGeometry ttGeometry(int64_t hashMb);
 
 // What a probe hit returns; score already adjusted for the probing node's ply.
 struct TTHit {
@@ -50,7 +66,7 @@ struct TTHit {
 // Sizes, releases, allocates (cache-line aligned) and zero-fills the pawn cache and the table for
 // hashMb megabytes (1..65536); sets age to 0 and points pawnCache into the block. False when the
 // allocation fails (the previous block is released either way).
-bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int hashMb);
+bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int64_t hashMb);
 void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache);
 
 bool ttProbe(const TranspositionTable& table, uint64_t key, int ply, TTHit& hit);
@@ -63,16 +79,23 @@ bool ttMayStoreNonPv(const TranspositionTable& table, uint64_t key);
 // Quiescence result: false when the slot holds a current-age entry of depth 1 or more.
 bool ttMayStoreQuiescence(const TranspositionTable& table, uint64_t key);
 
+// The slot of a key.
+inline TTEntry& ttSlot(const TranspositionTable& table, uint64_t key) {
+  return table.entries[key & table.mask];
+}
+
 // Advances the age stamp by one (2^56).
 void ttNewSearch(TranspositionTable& table);
 
 // Re-stamps the exact entries along the previous principal variation with the next age (run before
-// ttNewSearch). Returns the root's move of that chain (unpacked for the root), or 0. Leaves the
-// position as found.
+// ttNewSearch). Returns the root's move of that chain as generateLegalMoves gives it (check mark
+// included), or 0. Every move of the chain is checked against the legal moves before it is made, so
+// a key collision ends the walk instead of corrupting the position. Leaves the position as found.
 board::Move ttCarryPv(TranspositionTable& table, board::Position& pos);
 
-// Walks the current-age exact chain from the root: writes up to maxMoves moves into pv, returns the
-// count; stops at a position with FLAG_REPETITION. Leaves the position as found.
+// Walks the current-age exact chain from the root: writes up to maxMoves moves into pv (legal moves
+// as generateLegalMoves gives them), returns the count; stops after making a move that reaches a
+// position with FLAG_REPETITION, or when the position stack is full. Leaves the position as found.
 int ttReadPv(const TranspositionTable& table, board::Position& pos, board::Move* pv, int maxMoves);
 
 }  // namespace search

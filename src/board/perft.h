@@ -1,0 +1,16 @@
+#pragma once
+// Leaf counts of the legal-move tree (perft), for the perft tool, tests and benchmarks.
+#include <cstdint>
+
+#include "board/position.h"
+
+namespace board {
+
+// Number of legal moves of the current record.
+int countLegalMoves(Position& pos);
+
+// Leaves of the legal-move tree of the given depth below the current record (1 for depth 0). The
+// last ply is counted, not made.
+uint64_t perft(Position& pos, int depth);
+
+}  // namespace board

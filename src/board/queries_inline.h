@@ -1,0 +1,83 @@
+#pragma once
+// Inline forms of the attack and legality queries, shared by the generators and the query
+// functions. All work on a record in the side to move's view.
+#include "board/attacks.h"
+#include "board/position.h"
+#include "board/types.h"
+
+namespace board {
+
+// The opponent's pieces that attack `square` with the given occupancy (kings included).
+inline Bitboard attackersOf(const BoardState& s, int square, Bitboard occ) {
+  const Bitboard opp = opponentPieces(s);
+  return opp & ((knights(s) & knightAttacks[square]) | (kings(s) & kingAttacks[square]) |
+                (pawns(s) & pawnAttacksUp(bit(square))) | (straightMovers(s) & rookAttacks(square, occ)) |
+                (diagonalMovers(s) & bishopAttacks(square, occ)));
+}
+
+inline Bitboard leavesKingAttackedInline(const BoardState& s, Move move) {
+  const int from = moveFrom(move);
+  const int to = moveTo(move);
+  Bitboard occ = (occupied(s) ^ bit(from)) | bit(to);
+  Bitboard attackers = opponentPieces(s) & ~bit(to);
+  Bitboard nonSliders = 0;
+  int target;
+  if (movePiece(move) == KING) {
+    target = to;
+    nonSliders = (knights(s) & knightAttacks[to]) | (kings(s) & kingAttacks[to]) | (pawns(s) & pawnAttacksUp(bit(to)));
+  } else {
+    target = ownKingSquare(s);
+    if (move & MOVE_EN_PASSANT) {
+      occ ^= bit(to - 8);
+      attackers ^= bit(to - 8);
+    }
+  }
+  return (nonSliders | (straightMovers(s) & rookAttacks(target, occ)) | (diagonalMovers(s) & bishopAttacks(target, occ))) &
+         attackers;
+}
+
+// Whether the move gives check: direct checks of the moved (or promoted) piece and discovered
+// checks, from the opponent king's square outwards.
+inline bool givesCheck(const BoardState& s, Move move) {
+  const int theirKing = opponentKingSquare(s);
+  const int from = moveFrom(move);
+  const int to = moveTo(move);
+  const Bitboard own = s.bb[0];
+  Bitboard occ = occupied(s);
+  if (move & MOVE_CASTLING) {
+    // The rook gives the check, if any: it lands on f1 (king side) or d1 (queen side).
+    const int rookFrom = to == 6 ? 7 : 0;
+    const int rookTo = to == 6 ? 5 : 3;
+    occ = (occ ^ bit(from) ^ bit(rookFrom)) | bit(to) | bit(rookTo);
+    return (rookAttacks(rookTo, occ) >> theirKing) & 1;
+  }
+  occ = (occ ^ bit(from)) | bit(to);
+  if (move & MOVE_EN_PASSANT) occ ^= bit(to - 8);
+  const int piece = (move & MOVE_PROMOTION) ? movePromotion(move) : movePiece(move);
+  Bitboard diagonal = diagonalMovers(s) & own & ~bit(from);
+  Bitboard straight = straightMovers(s) & own & ~bit(from);
+  if (piece == BISHOP || piece == QUEEN) diagonal |= bit(to);
+  if (piece == ROOK || piece == QUEEN) straight |= bit(to);
+  if (piece == PAWN && (pawnAttacksUp(bit(to)) >> theirKing) & 1) return true;
+  if (piece == KNIGHT && (knightAttacks[to] >> theirKing) & 1) return true;
+  return ((bishopAttacks(theirKing, occ) & diagonal) | (rookAttacks(theirKing, occ) & straight)) != 0;
+}
+
+// Castling safety: the squares the king crosses and lands on are not attacked (the king's own
+// square is known to be safe: the side to move is not in check) and the squares between king and
+// rook are empty.
+inline bool kingSideCastlingAllowed(const BoardState& s) {
+  if (!(s.castling & CASTLE_OWN_KING)) return false;
+  const Bitboard occ = occupied(s);
+  if (occ & (bit(5) | bit(6))) return false;
+  return !attackersOf(s, 5, occ) && !attackersOf(s, 6, occ);
+}
+
+inline bool queenSideCastlingAllowed(const BoardState& s) {
+  if (!(s.castling & CASTLE_OWN_QUEEN)) return false;
+  const Bitboard occ = occupied(s);
+  if (occ & (bit(1) | bit(2) | bit(3))) return false;
+  return !attackersOf(s, 2, occ) && !attackersOf(s, 3, occ);
+}
+
+}  // namespace board

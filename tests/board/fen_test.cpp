@@ -1,0 +1,113 @@
+// Reading and writing FEN: valid texts, refused texts, and what is dropped silently.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "board/fen.h"
+#include "board/make_move.h"
+#include "board_test_util.h"
+
+namespace {
+
+using boardtest::fenOf;
+using boardtest::positionFromFen;
+
+TEST(Fen, InvalidTextsAreRefusedAndLeaveThePositionAlone) {
+  const char* invalid[] = {
+      "",
+      "   ",
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR",                   // no side to move
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR x KQkq - 0 1",      // unknown side
+      "rnbqkbnr/pppppppp/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",        // seven ranks
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR/8 w KQkq - 0 1",    // nine ranks
+      "rnbqkbnr/ppppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",     // nine squares in a rank
+      "rnbqkbnr/ppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",       // seven squares in a rank
+      "rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",      // digit 9
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNX w KQkq - 0 1",      // unknown letter
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQ1BNR w kq - 0 1",        // no White king
+      "4k3/8/8/8/8/8/8/3KK3 w - - 0 1",                                // two White kings
+      "4k3/8/8/8/8/8/8/8 w - - 0 1",                                   // no White king at all
+      "P3k3/8/8/8/8/8/8/4K3 w - - 0 1",                                // pawn on the eighth rank
+      "4k3/8/8/8/8/8/8/p3K3 w - - 0 1",                                // pawn on the first rank
+      "4k3/8/8/8/P7/8/PPPPPPPP/4K3 w - - 0 1",                         // nine pawns
+      "4k3/8/8/8/8/QQQ5/PPPPPPP1/4K3 w - - 0 1",                       // two promoted, one pawn missing
+      "4k3/8/8/NNNNNNNN/NNNNNNNN/8/8/4K3 w - - 0 1",                   // seventeen pieces
+      "4k3/4R3/8/8/8/8/8/6K1 w - - 0 1",                               // Black, not to move, in check
+      "8/8/8/8/8/8/3k4/4K3 b - - 0 1",                                 // kings side by side
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkx - 0 1",      // castling letter
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq e9 0 1",     // en-passant square
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq z3 0 1",
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq e 0 1",
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - x 1",      // halfmove clock
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - -1 1",
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 y",      // fullmove number
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1 more", // a seventh field
+  };
+  auto pos = positionFromFen("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+  boardtest::playMoves(*pos, "e1g1 a8b8");
+  const board::BoardState before = board::currentState(*pos);
+  const board::BoardState bottom = pos->states[0];
+  for (const char* fen : invalid) {
+    EXPECT_FALSE(board::setupFromFen(*pos, fen)) << fen;
+    EXPECT_EQ(board::stackIndex(*pos), 2) << fen;
+    EXPECT_EQ(std::memcmp(&board::currentState(*pos), &before, sizeof before), 0) << fen;
+    EXPECT_EQ(std::memcmp(&pos->states[0], &bottom, sizeof bottom), 0) << fen;
+  }
+}
+
+TEST(Fen, ValidTextsAndDefaults) {
+  struct Case {
+    const char* fen;
+    const char* written;  // positionToFen of it
+  };
+  const Case cases[] = {
+      {board::START_FEN, board::START_FEN},
+      {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1",
+       "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1"},
+      // Missing clock fields read as 0 and 1; trailing line ends and extra blanks are fine.
+      {"4k3/8/8/8/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/4K3 w - - 0 1"},
+      {"4k3/8/8/8/8/8/8/4K3 b", "4k3/8/8/8/8/8/8/4K3 b - - 0 1"},
+      {"4k3/8/8/8/8/8/8/4K3  w  -  -  12  40\r\n", "4k3/8/8/8/8/8/8/4K3 w - - 12 1"},
+      // Rights without their king and rook at home, and an en-passant square without the pawn
+      // that made the double step, are dropped.
+      {"4k3/8/8/8/8/8/8/4K3 w KQkq e6 0 1", "4k3/8/8/8/8/8/8/4K3 w - - 0 1"},
+      {"r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1", "r3k3/8/8/8/8/8/8/4K2R w Kq - 0 1"},
+      // An en-passant square that no pawn can use is kept (its key is part of the position).
+      {"4k3/8/8/4p3/8/8/8/4K3 w - e6 0 1", "4k3/8/8/4p3/8/8/8/4K3 w - e6 0 1"},
+      // A huge clock saturates.
+      {"4k3/8/8/8/8/8/8/4K3 w - - 99999999999999 1", "4k3/8/8/8/8/8/8/4K3 w - - 255 1"},
+      // Two promoted queens with two pawns missing.
+      {"4k3/8/8/8/8/QQQ5/PPPPPP2/4K3 w - - 0 1", "4k3/8/8/8/8/QQQ5/PPPPPP2/4K3 w - - 0 1"},
+  };
+  for (const Case& c : cases) {
+    auto pos = positionFromFen(c.fen);
+    EXPECT_EQ(fenOf(*pos), c.written) << c.fen;
+    board::BoardState recomputed = board::currentState(*pos);
+    board::computeKeys(recomputed);
+    EXPECT_EQ(recomputed.key, board::currentState(*pos).key) << c.fen;
+    EXPECT_EQ(board::stackIndex(*pos), 0);
+  }
+  // The key of a FEN with dropped rights equals the key without them.
+  EXPECT_EQ(board::currentState(*positionFromFen("4k3/8/8/8/8/8/8/4K3 w KQkq e6 0 1")).key,
+            board::currentState(*positionFromFen("4k3/8/8/8/8/8/8/4K3 w - - 0 1")).key);
+}
+
+TEST(Fen, InCheckFlagAndColourMirror) {
+  auto checked = positionFromFen("4k3/8/8/8/8/8/8/4R1K1 b - - 0 1");
+  EXPECT_TRUE(board::isInCheck(board::currentState(*checked)));
+  auto quiet = positionFromFen("4k3/8/8/8/8/8/8/3R2K1 b - - 0 1");
+  EXPECT_FALSE(board::isInCheck(board::currentState(*quiet)));
+
+  // A position and its colour-mirrored twin give the same record, apart from the colour flag and
+  // the side key.
+  auto white = positionFromFen("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+  auto black = positionFromFen("r3k2r/pppbbppp/2n2q1P/1P2p3/3pn3/BN2PNP1/P1PPQPB1/R3K2R b KQkq - 0 1");
+  const board::BoardState& w = board::currentState(*white);
+  const board::BoardState& b = board::currentState(*black);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(w.bb[i], b.bb[i]) << i;
+  EXPECT_EQ(w.castling, b.castling);
+  EXPECT_EQ(w.flags | board::FLAG_BLACK, b.flags);
+}
+
+}  // namespace
