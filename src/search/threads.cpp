@@ -35,6 +35,7 @@ void resetThreadTables(SearchThread& thread) {
   for (auto& bucket : thread.history) bucket.fill(0);
 }
 
+// Work for the split point that booked the thread: take over its position, wait for the go, search.
 void helpBookedSplitPoint(SearchThread& thread) {
   SplitPoint* sp = thread.splitPoint.load(std::memory_order_relaxed);
   board::copyPosition(sp->positions, thread.position);
@@ -45,7 +46,8 @@ void idleLoop(SearchThread& thread) {
   resetThreadTables(thread);
   while (!thread.exitRequested.load(std::memory_order_acquire)) {
     thread.state.store(THREAD_IDLE, std::memory_order_release);
-    if (waitWhileState(thread, THREAD_IDLE) == THREAD_BOOKED) helpBookedSplitPoint(thread);
+    // A booked thread may see its state only once it has already become THREAD_WORKING.
+    if (waitWhileState(thread, THREAD_IDLE) != THREAD_IDLE) helpBookedSplitPoint(thread);
   }
 }
 
