@@ -9,6 +9,8 @@
 
 namespace search {
 
+constexpr int64_t NO_DEADLINE = INT64_MAX;
+
 struct SearchLimits {
   int32_t movesToGo = 0;
   int32_t timeMs = 0;
@@ -36,6 +38,14 @@ struct SearchLimits {
   int syzygyProbeLimit = 6;
   bool alwaysBestBookMove = true;
   bool logEnabled = false;
+
+  // Set by the driver for one search.
+  int tbProbeLimit = 0;  // largest piece count probed in the tree; 0 = no probes
+  // The hard deadline is applied only once the first iteration has completed, so that every search
+  // has a move to play.
+  std::atomic<int> hardDeadlineArmed{0};
+  // Tools and tests: no "info"/"bestmove" output (the result is read from lastSearch).
+  bool silent = false;
 };
 
 extern SearchLimits searchLimits;

@@ -1,0 +1,231 @@
+#include "search/search.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "board/make_move.h"
+#include "board/move.h"
+#include "eval/eval.h"
+#include "platform/bits.h"
+#include "platform/clock.h"
+#include "search/move_picker.h"
+#include "search/tt.h"
+#include "tablebase/tablebase.h"
+
+namespace search {
+
+using namespace board;
+
+namespace {
+
+// Index of the highest set bit, 0 for 1.
+inline int log2Of(int x) { return platform::floorLog2(uint64_t(x)); }
+
+inline bool hasPieces(const BoardState& s) {
+  // Knights, bishops, rooks and queens of the side to move: everything but pawns and the king.
+  return (s.bb[0] & occupied(s) & ~pawns(s) & ~kings(s)) != 0;
+}
+
+// WDL score of a tablebase hit, in the mate range so that wins prefer fewer opposing pieces and
+// losses more own pieces.
+int tablebaseScore(const BoardState& s, int wdl, int ply) {
+  const int own = platform::popcount(s.bb[0]);
+  const int opp = platform::popcount(opponentPieces(s));
+  if (wdl == -2) return ply - MATE + 100 * own - 15 * opp;
+  if (wdl == 2) return MATE - ply + 15 * own - 100 * opp;
+  return drawValue(ply);
+}
+
+// A node at the ply bound returns its static evaluation.
+int plyBoundScore(SearchThread& thread, int ply) {
+  if (isInCheck(currentState(thread.position))) return drawValue(ply);
+  return eval::evaluate(thread.position, ply, thread.evalContext);
+}
+
+}  // namespace
+
+bool isPassedPawnPush(const BoardState& s, Move move) {
+  if (movePiece(move) != PAWN) return false;
+  const int to = moveTo(move);
+  if (rankOf(to) == 7) return true;
+  const Bitboard ahead = ~Bitboard(0) << ((rankOf(to) + 1) * 8);
+  const Bitboard file = FILE_A << fileOf(to);
+  const Bitboard files = file | ((file << 1) & NOT_FILE_A) | ((file >> 1) & NOT_FILE_H);
+  return (pawns(s) & opponentPieces(s) & ahead & files) == 0;
+}
+
+void checkClock(SearchThread& thread) {
+  thread.nextClockCheck = thread.nodes.load(std::memory_order_relaxed) + 1024;
+  if (searchLimits.pondering.load(std::memory_order_relaxed)) return;
+  if (!searchLimits.hardDeadlineArmed.load(std::memory_order_relaxed)) return;
+  if (searchLimits.hardDeadlineMs == NO_DEADLINE) return;
+  if (platform::nowMs() > searchLimits.hardDeadlineMs)
+    searchLimits.stopRequested.store(1, std::memory_order_relaxed);
+}
+
+bool trySplit(SearchThread&, MovePicker&, int, int, int, int&, int, int, int, int, Move&) {
+  return false;
+}
+
+int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, int beta,
+           int nullAllowed) {
+  Position& pos = thread.position;
+
+  // 1-3: clock, stop, quiescence.
+  if (thread.nodes.load(std::memory_order_relaxed) > thread.nextClockCheck) checkClock(thread);
+  if (stopRequested()) return 0;
+  if (depth <= 0) return quiesce(thread, nodeType, ply, 0, alpha, beta);
+
+  // 4-5: count the node; draws by repetition and the fifty-move rule.
+  bumpCounter(thread.nodes);
+  const BoardState& s = currentState(pos);
+  const bool inCheck = isInCheck(s);
+  if ((s.flags & FLAG_REPETITION) || s.halfmoveClock > 100 || (s.halfmoveClock == 100 && !inCheck))
+    return drawValue(ply);
+  if (ply >= MAX_PLY - 1) return plyBoundScore(thread, ply);
+
+  // 6: mate-distance pruning.
+  alpha = std::max(alpha, ply - MATE);
+  beta = std::min(beta, MATE - ply);
+  if (alpha >= beta) return alpha;
+
+  // 7: transposition table.
+  Move ttMove = 0;
+  int staticEval = NO_EVAL;
+  bool avoidNull = false;
+  TTHit hit;
+  if (ttProbe(tt, s.key, ply, hit)) {
+    if (hit.depth >= depth) {
+      if (hit.bound == BOUND_EXACT) return hit.score;
+      if (hit.bound == BOUND_LOWER && hit.score >= beta) return hit.score;
+      if (hit.bound == BOUND_UPPER && hit.score <= alpha) return hit.score;
+      avoidNull = hit.bound == BOUND_UPPER && hit.score > alpha && hit.score < beta &&
+                  hit.depth >= (24 * depth - 96) / 32;
+    }
+    staticEval = hit.staticEval;
+    ttMove = unpackMove(pos, hit.move);
+    if (ttMove && !fitsPosition(pos, ttMove)) ttMove = 0;
+  }
+
+  // 8: tablebases.
+  if (s.halfmoveClock == 0 && searchLimits.tbProbeLimit > 0 &&
+      platform::popcount(occupied(s)) <= searchLimits.tbProbeLimit) {
+    int success = 0;
+    const int wdl = tb::probeWdl(pos, success);
+    if (success) {
+      bumpCounter(thread.tbHits);
+      return tablebaseScore(s, wdl, ply);
+    }
+  }
+
+  // 9: static evaluation (none in check).
+  if (staticEval == NO_EVAL && !inCheck) staticEval = eval::evaluate(pos, ply, thread.evalContext);
+
+  // 10-13: pruning before any move, at non-PV nodes out of check.
+  if (nodeType != NODE_PV && !inCheck) {
+    if (depth <= 4 && staticEval + 950 * depth <= alpha) {
+      const int q = quiesce(thread, nodeType, ply, 0, alpha, beta);
+      if (q <= alpha) return q;
+    }
+    const bool pieces = hasPieces(s);
+    if (depth <= 7 && beta <= staticEval - 300 * depth && !isMateScore(beta) && pieces)
+      return staticEval - 300 * depth;
+    if (!(nodeType == NODE_ALL && depth > 12) && nullAllowed && !avoidNull && pieces) {
+      makeNullMove(pos);
+      const int v = -search(thread, NODE_ALL, ply + 1, (24 * depth - 96) / 32, -beta, -alpha, 0);
+      unmakeMove(pos);
+      if (stopRequested()) return 0;
+      if (v >= beta) return std::abs(v) < MATE_BOUND ? v : beta;
+    }
+  }
+
+  // 14: internal iterative deepening.
+  if (!ttMove && (nodeType == NODE_PV || (nodeType == NODE_CUT && depth >= 9))) {
+    search(thread, nodeType, ply + 1, depth - 3, alpha, beta, nullAllowed);
+    if (stopRequested()) return 0;
+    if (ttProbe(tt, s.key, ply, hit)) {
+      ttMove = unpackMove(pos, hit.move);
+      if (ttMove && !fitsPosition(pos, ttMove)) ttMove = 0;
+    }
+  }
+
+  // 15: the move loop.
+  MovePicker picker;
+  initPicker(picker, thread, ply, ttMove);
+  const int childType = nodeType == NODE_PV ? NODE_PV : (nodeType == NODE_CUT ? NODE_ALL : NODE_CUT);
+  int moveCount = 1;
+  int produced = 0;
+  Move bestMove = 0;
+  int32_t orderScore = 0;
+  while (const Move move = nextMove(thread, picker, orderScore)) {
+    ++produced;
+    if (stopRequested()) return 0;
+    const bool reducible = !inCheck &&
+                           !(move & (MOVE_CHECK | MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CASTLING)) &&
+                           withoutCheck(move) != withoutCheck(ttMove) && !isPassedPawnPush(s, move);
+    int extension = 0;
+    int reduction = 0;
+    if (reducible) {
+      if (nodeType == NODE_PV) {
+        reduction = 13 * log2Of(moveCount) * log2Of(depth) / 64 + 1;
+      } else if (depth > 7) {
+        reduction = 16 * log2Of(moveCount) * log2Of(depth) / 64 + 1;
+      } else {
+        const bool futile = staticEval + 300 * depth < alpha && !isMateScore(alpha);
+        const bool badHistory = depth == 1 && orderScore < 0x30000385 && !isMateScore(alpha);
+        if (futile || badHistory) {
+          ++moveCount;
+          continue;
+        }
+        reduction = log2Of(moveCount) * log2Of(depth) / 4 + 1;
+      }
+    } else if (nodeType == NODE_PV && (move & MOVE_CHECK)) {
+      extension = 1;
+    }
+    const int newDepth = depth - 1 + extension;
+
+    makeMove(pos, move);
+    int v;
+    if (nodeType != NODE_PV) {
+      v = -search(thread, childType, ply + 1, newDepth - reduction, -beta, -alpha, nullAllowed);
+      if (reduction > 0 && newDepth != 0 && v > alpha)
+        v = -search(thread, childType, ply + 1, newDepth, -beta, -alpha, nullAllowed);
+    } else if (moveCount == 1) {
+      v = -search(thread, NODE_PV, ply + 1, newDepth - reduction, -beta, -alpha, nullAllowed);
+      if (reduction > 0 && newDepth != 0 && v > alpha)
+        v = -search(thread, NODE_PV, ply + 1, newDepth, -beta, -alpha, nullAllowed);
+    } else {
+      v = -search(thread, NODE_CUT, ply + 1, newDepth - reduction, -alpha - 1, -alpha, nullAllowed);
+      if (reduction > 0 && newDepth != 0 && v > alpha)
+        v = -search(thread, NODE_CUT, ply + 1, newDepth, -alpha - 1, -alpha, nullAllowed);
+      if (v > alpha) v = -search(thread, NODE_PV, ply + 1, newDepth, -beta, -alpha, nullAllowed);
+    }
+    unmakeMove(pos);
+    if (stopRequested()) return 0;
+
+    if (v > alpha) {
+      alpha = v;
+      bestMove = move;
+    }
+    if (alpha >= beta) break;
+    if (trySplit(thread, picker, nodeType, ply, depth, alpha, beta, staticEval, nullAllowed,
+                 moveCount, bestMove))
+      break;
+    ++moveCount;
+  }
+
+  // 16: no legal move: mate or stalemate.
+  if (produced == 0) return inCheck ? ply - MATE : drawValue(ply);
+
+  // 17: store, reward, return.
+  const int bound = bestMove == 0 ? BOUND_UPPER : (alpha < beta ? BOUND_EXACT : BOUND_LOWER);
+  if (nodeType == NODE_PV || ttMayStoreNonPv(tt, s.key))
+    ttStore(tt, s.key, ply, bound, depth, alpha, staticEval, bestMove);
+  if (bestMove && !(bestMove & (MOVE_CAPTURE | MOVE_PROMOTION))) {
+    if (depth > 3) rewardHistory(thread, s, ply, depth, bestMove);
+    if (!inCheck) updateKillers(thread, ply, bestMove);
+  }
+  return alpha;
+}
+
+}  // namespace search

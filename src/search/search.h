@@ -1,0 +1,51 @@
+#pragma once
+// The alpha-beta node, its move loop and the quiescence search. Scores are in quarter centipawns from
+// the side to move's view; a side mated at ply p scores p - MATE.
+#include <cstdint>
+
+#include "board/types.h"
+#include "search/limits.h"
+#include "search/thread.h"
+
+namespace search {
+
+constexpr int NODE_ALL = 0;
+constexpr int NODE_CUT = 1;
+constexpr int NODE_PV = 2;
+
+constexpr int INFINITE_SCORE = 32700;
+// Beyond this a score is a mate (or tablebase) score.
+constexpr int MATE_SCORE_LIMIT = 31899;
+
+inline bool isMateScore(int score) { return score < -MATE_SCORE_LIMIT || score > MATE_SCORE_LIMIT; }
+
+// A draw is worth drawScore to the side that moves at the root: drawScore at even plies, its
+// negative at odd plies.
+inline int drawValue(int ply) { return (ply & 1) ? -searchLimits.drawScore : searchLimits.drawScore; }
+
+inline bool stopRequested() {
+  return searchLimits.stopRequested.load(std::memory_order_relaxed) != 0;
+}
+
+// Reads the clock and raises stopRequested once past the hard deadline (never while pondering).
+void checkClock(SearchThread& thread);
+
+// The full-width node below the root (ply >= 1). depth <= 0 goes to quiesce. nullAllowed: a null
+// move may be tried here.
+int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, int beta,
+           int nullAllowed);
+
+// Captures, promotions and (at depth 0) quiet checks; evasions when in check.
+int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, int beta);
+
+// The parallel search's hook, offered after every searched move of a full-width node. Returns true
+// when the node's remaining moves were searched by a split point (alpha and bestMove then hold its
+// result). Single-threaded for now: never splits.
+struct MovePicker;
+bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, int depth, int& alpha,
+              int beta, int staticEval, int nullAllowed, int moveCount, board::Move& bestMove);
+
+// A pawn move to a square with no enemy pawn ahead of it on its own or the adjacent files.
+bool isPassedPawnPush(const board::BoardState& state, board::Move move);
+
+}  // namespace search

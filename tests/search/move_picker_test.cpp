@@ -1,0 +1,206 @@
+// The staged move picker, the static exchange evaluation and the hash-move check, against the legal
+// move generator on the perft positions and their children.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "board/fen.h"
+#include "board/make_move.h"
+#include "board/move.h"
+#include "board/movegen.h"
+#include "board/queries.h"
+#include "search/move_picker.h"
+#include "search/thread.h"
+#include "support/engine_process.h"
+
+namespace {
+
+using board::Move;
+
+std::vector<std::string> perftFens() {
+  std::vector<std::string> fens;
+  const std::string dir = testsupport::dataDir();
+  if (dir.empty()) return fens;
+  std::ifstream in(dir + "/perft.epd");
+  std::string line;
+  while (std::getline(in, line)) {
+    const size_t semicolon = line.find(';');
+    if (semicolon != std::string::npos) fens.push_back(line.substr(0, semicolon));
+  }
+  return fens;
+}
+
+std::vector<Move> legalMoves(board::Position& pos) {
+  Move moves[board::MAX_MOVES];
+  return std::vector<Move>(moves, board::generateLegalMoves(pos, moves));
+}
+
+// Every move the picker hands out, in order.
+std::vector<Move> pickAll(search::SearchThread& thread, int ply, Move ttMove, std::vector<int32_t>* scores = nullptr) {
+  search::MovePicker picker;
+  search::initPicker(picker, thread, ply, ttMove);
+  std::vector<Move> moves;
+  int32_t score = 0;
+  while (const Move m = search::nextMove(thread, picker, score)) {
+    moves.push_back(m);
+    if (scores) scores->push_back(score);
+  }
+  return moves;
+}
+
+Move parse(board::Position& pos, const char* text) {
+  Move m = board::textToMove(pos, text);
+  if (m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))
+    board::markCheckCapture(pos, m);
+  else
+    board::markCheckQuiet(pos, m);
+  return m;
+}
+
+// The picker yields exactly the legal moves, each once and with its check mark, whatever the hash
+// move and killers (including killers from other positions), in and out of check.
+TEST(MovePicker, YieldsEachLegalMoveOnceWithItsCheckMark) {
+  const std::vector<std::string> fens = perftFens();
+  if (fens.empty()) GTEST_SKIP() << "perft.epd not found in the test data";
+  search::SearchThread& thread = search::searchThreads[1];
+  board::Position& pos = thread.position;
+  std::mt19937 random(12345);
+  std::vector<Move> foreignQuiets;
+  int positions = 0;
+  int inCheck = 0;
+  for (const std::string& fen : fens) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen)) << fen;
+    const std::vector<Move> rootMoves = legalMoves(pos);
+    for (size_t child = 0; child <= rootMoves.size(); ++child) {
+      if (child > 0) board::makeMove(pos, rootMoves[child - 1]);
+      std::vector<Move> expected = legalMoves(pos);
+      std::vector<Move> quiets;
+      for (const Move m : expected)
+        if (!(m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))) quiets.push_back(board::withoutCheck(m));
+      // Killers are quiet moves: from other positions, or from this one.
+      const int ply = int(random() % 64);
+      for (int slot = 0; slot < 2; ++slot) {
+        thread.killers[ply][slot] = foreignQuiets.empty() ? 0 : foreignQuiets[random() % foreignQuiets.size()];
+        if (ply >= 2) thread.killers[ply - 2][slot] = quiets.empty() ? 0 : quiets[random() % quiets.size()];
+      }
+      const Move ttMove = expected.empty() || random() % 3 == 0 ? 0 : expected[random() % expected.size()];
+      std::vector<Move> picked = pickAll(thread, ply, ttMove);
+      if (!picked.empty() && ttMove) {
+        EXPECT_EQ(picked.front(), ttMove);
+      }
+      std::sort(expected.begin(), expected.end());
+      std::sort(picked.begin(), picked.end());
+      EXPECT_EQ(picked, expected) << fen << " child " << child;
+      foreignQuiets.insert(foreignQuiets.end(), quiets.begin(), quiets.end());
+      ++positions;
+      inCheck += board::isInCheck(board::currentState(pos));
+      if (child > 0) board::unmakeMove(pos);
+    }
+  }
+  EXPECT_GT(inCheck, 50) << "too few positions in check among " << positions;
+}
+
+// Order: hash move, good captures, killers, quiets, losing captures and under-promotions last.
+TEST(MovePicker, OrdersLosingCapturesAndUnderPromotionsLast) {
+  search::SearchThread& thread = search::searchThreads[1];
+  board::Position& pos = thread.position;
+  thread.killers[4] = {};
+  thread.killers[2] = {};
+
+  // Bxd5 loses the bishop for a knight (pawn e6 defends): after every quiet move. Nxc5 (knight takes a
+  // defended bishop) is not tested and comes first.
+  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/4p3/2bn4/2B5/1N6/8/4K3 w - - 0 1"));
+  const Move bxd5 = parse(pos, "c4d5");
+  const Move nxc5 = parse(pos, "b3c5");
+  std::vector<Move> order = pickAll(thread, 4, 0);
+  ASSERT_GE(order.size(), 3u);
+  EXPECT_EQ(order.front(), nxc5);
+  EXPECT_EQ(order.back(), bxd5);
+
+  // Queen promotion first; rook, bishop, knight promotions after the quiet moves, knight last.
+  ASSERT_TRUE(board::setupFromFen(pos, "8/P6k/8/8/8/8/8/K7 w - - 0 1"));
+  order = pickAll(thread, 4, 0);
+  ASSERT_GE(order.size(), 4u);
+  EXPECT_EQ(order[0], parse(pos, "a7a8q"));
+  EXPECT_EQ(order[order.size() - 3], parse(pos, "a7a8r"));
+  EXPECT_EQ(order[order.size() - 2], parse(pos, "a7a8b"));
+  EXPECT_EQ(order[order.size() - 1], parse(pos, "a7a8n"));
+
+  // A killer comes right after the good captures, ahead of castling; the hash move before everything.
+  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/8/3p4/4P3/8/8/R3K2R w KQ - 0 1"));
+  const Move killer = board::withoutCheck(parse(pos, "a1a7"));
+  thread.killers[4][0] = killer;
+  const Move hash = parse(pos, "h1h7");
+  order = pickAll(thread, 4, hash);
+  ASSERT_GE(order.size(), 3u);
+  EXPECT_EQ(order[0], hash);
+  EXPECT_EQ(order[1], parse(pos, "e4d5"));
+  EXPECT_EQ(board::withoutCheck(order[2]), killer);
+  thread.killers[4] = {};
+}
+
+struct ExchangeCase {
+  const char* fen;
+  const char* move;
+  int value;
+};
+
+TEST(StaticExchange, SwapOffValues) {
+  const ExchangeCase cases[] = {
+      {"4k3/8/4p3/3n4/2B5/8/8/4K3 w - - 0 1", "c4d5", 1238 - 1348},   // bishop for a defended knight
+      {"4k3/8/8/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 1238},           // undefended knight
+      {"4k3/8/4p3/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 1238 - 398},   // pawn for a defended knight
+      {"4k3/8/8/4p3/3N4/4P3/8/4K3 b - - 0 1", "e5d4", 1238 - 398},   // the same, Black to move
+      {"3r2k1/8/8/3p4/8/8/3R4/3RK3 w - - 0 1", "d2d5", 398},         // doubled rooks x-ray
+      {"3r2k1/8/8/3p4/8/8/8/3RK3 w - - 0 1", "d1d5", 398 - 1963},    // rook for a defended pawn
+      {"4k3/8/8/3p4/8/8/8/2Q1K3 w - - 0 1", "c1c4", -3896},          // quiet queen move into a pawn
+      {"4k3/8/8/8/8/8/3p4/4K3 w - - 0 1", "e1d2", 398},              // king takes an undefended pawn
+      {"3qk3/3r4/8/3p4/8/8/3R4/3QK3 w - - 0 1", "d2d5", 398 - 1963}, // the queen behind the rook loses to it
+  };
+  board::Position& pos = search::searchThreads[1].position;
+  for (const ExchangeCase& c : cases) {
+    ASSERT_TRUE(board::setupFromFen(pos, c.fen)) << c.fen;
+    const Move m = board::textToMove(pos, c.move);
+    EXPECT_EQ(search::staticExchange(board::currentState(pos), m), c.value) << c.fen << " " << c.move;
+  }
+}
+
+// A move word from anywhere fits a position exactly when it is one of its legal moves, and then gets
+// the position's check mark.
+TEST(HashMoveCheck, AcceptsExactlyTheLegalMoves) {
+  const std::vector<std::string> fens = perftFens();
+  if (fens.empty()) GTEST_SKIP() << "perft.epd not found in the test data";
+  board::Position& pos = search::searchThreads[1].position;
+  std::vector<Move> pool;
+  for (const std::string& fen : fens) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen));
+    for (const Move m : legalMoves(pos)) {
+      pool.push_back(m);
+      board::makeMove(pos, m);
+      for (const Move reply : legalMoves(pos)) pool.push_back(reply);
+      board::unmakeMove(pos);
+    }
+  }
+  std::mt19937 random(777);
+  for (int i = 0; i < 2000; ++i) pool.push_back(Move(random()) & 0x7FFFFFFFu);
+  for (const std::string& fen : fens) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen));
+    const std::vector<Move> legal = legalMoves(pos);
+    for (size_t i = 0; i < pool.size(); i += 7) {
+      Move m = pool[i];
+      const auto it = std::find_if(legal.begin(), legal.end(),
+                                   [&](Move l) { return board::withoutCheck(l) == board::withoutCheck(m); });
+      const bool fits = search::fitsPosition(pos, m);
+      ASSERT_EQ(fits, it != legal.end()) << fen << " move word " << std::hex << pool[i];
+      if (fits) {
+        EXPECT_EQ(m, *it) << fen;
+      }
+    }
+  }
+}
+
+}  // namespace

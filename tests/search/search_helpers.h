@@ -1,0 +1,90 @@
+#pragma once
+// In-process searches for the search tests: set up a position (and moves played before it), search
+// to a fixed depth with output off, and read the result.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "board/fen.h"
+#include "board/make_move.h"
+#include "board/move.h"
+#include "board/movegen.h"
+#include "board/queries.h"
+#include "eval/pawn_cache.h"
+#include "search/driver.h"
+#include "search/limits.h"
+#include "search/thread.h"
+#include "search/tt.h"
+
+namespace searchtest {
+
+// Allocates a fresh 16 MB table, as a new game does.
+inline void newGame() {
+  ASSERT_TRUE(search::ttAllocate(search::tt, eval::pawnCache, 16));
+  for (auto& ply : search::searchThreads[0].killers) ply = {};
+}
+
+// Sets up the FEN on the root position and plays the moves (UCI text, blank separated).
+inline bool setRoot(const std::string& fen, const std::string& moves = "") {
+  board::Position& pos = search::rootPosition();
+  if (!board::setupFromFen(pos, fen)) return false;
+  std::istringstream words(moves);
+  std::string word;
+  while (words >> word) {
+    board::Move m = board::textToMove(pos, word.c_str());
+    if (m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))
+      board::markCheckCapture(pos, m);
+    else
+      board::markCheckQuiet(pos, m);
+    board::makeMove(pos, m);
+  }
+  return true;
+}
+
+// Searches the root position so that iterations 1 to depth complete.
+inline const search::SearchResult& searchRoot(int depth, int drawScoreCp = 0, int strength = 100) {
+  search::SearchLimits& limits = search::searchLimits;
+  board::Position& pos = search::rootPosition();
+  limits.rootMoveCount =
+      int(board::generateLegalMoves(pos, limits.rootMoves.data()) - limits.rootMoves.data());
+  limits.movesToGo = 0;
+  limits.timeMs = 0;
+  limits.incrementMs = 0;
+  limits.movesPlayed = 0;
+  limits.clockGiven = false;
+  limits.depthLimit = depth + 1;
+  limits.drawScore = drawScoreCp * 4;
+  limits.strength = strength;
+  limits.threads = 1;
+  limits.syzygyProbeLimit = 0;
+  limits.logEnabled = false;
+  limits.silent = true;
+  limits.pondering.store(0);
+  limits.stopRequested.store(0);
+  limits.startMs = 0;
+  search::runSearch();
+  return search::lastSearch;
+}
+
+inline std::string moveText(board::Move m, bool black) {
+  char text[8];
+  board::moveToText(m, black, text);
+  return text;
+}
+
+// Plays the principal variation of the last search on a copy of the root and reports whether it
+// ends in checkmate.
+inline bool pvMates(const search::SearchResult& result) {
+  board::Position& pos = search::rootPosition();
+  board::BoardState* const root = pos.current;
+  for (int i = 0; i < result.pvLength; ++i) board::makeMove(pos, result.pv[i]);
+  board::Move moves[board::MAX_MOVES];
+  const bool mated = board::inCheck(pos) && board::generateLegalMoves(pos, moves) == moves;
+  pos.current = root;
+  return mated;
+}
+
+}  // namespace searchtest

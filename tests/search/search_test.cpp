@@ -1,0 +1,131 @@
+// Search results that cannot be wrong: mates, draws, stalemate, the single-move and depth limits, and
+// the time budget's arithmetic.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "search/limits.h"
+#include "search/search.h"
+#include "search/time_manager.h"
+#include "search_helpers.h"
+
+namespace {
+
+using searchtest::moveText;
+using searchtest::searchRoot;
+using searchtest::setRoot;
+
+struct MateCase {
+  const char* fen;
+  int depth;
+  int mateIn;  // "score mate" value: positive when the side to move mates
+};
+
+int displayedMate(int score) {
+  return score >= 1 ? (board::MATE + 1 - score) / 2 : (-board::MATE - score) / 2;
+}
+
+TEST(Search, FindsForcedMatesWithAMatingPv) {
+  const MateCase cases[] = {
+      {"6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", 4, 1},
+      {"r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 6, 2},
+      {"r1b1kb1r/pppp1ppp/5q2/4n3/3KP3/2N3PN/PPP4P/R1BQ1B1R b kq - 0 1", 8, 3},
+      {"k7/p1p5/P1P5/8/8/8/8/K2R4 b - - 0 1", 4, -1},
+  };
+  for (const MateCase& c : cases) {
+    searchtest::newGame();
+    ASSERT_TRUE(setRoot(c.fen)) << c.fen;
+    const search::SearchResult& r = searchRoot(c.depth);
+    ASSERT_TRUE(search::isMateScore(r.score)) << c.fen << " score " << r.score;
+    EXPECT_EQ(displayedMate(r.score), c.mateIn) << c.fen;
+    EXPECT_EQ(r.pvLength, c.mateIn > 0 ? 2 * c.mateIn - 1 : -2 * c.mateIn) << c.fen;
+    EXPECT_TRUE(searchtest::pvMates(r)) << c.fen;
+  }
+}
+
+// Winning side: taking the last free piece would stalemate; mating is better.
+TEST(Search, AvoidsAStalemateTrap) {
+  searchtest::newGame();
+  ASSERT_TRUE(setRoot("k7/2Q5/1K6/8/8/8/7r/8 w - - 0 1"));
+  const search::SearchResult& r = searchRoot(6);
+  EXPECT_NE(moveText(r.bestMove, false), "c7h2");
+  EXPECT_TRUE(search::isMateScore(r.score) && r.score > 0) << r.score;
+}
+
+// The only legal move: iterations stop at depth 8 without a depth limit.
+TEST(Search, SingleLegalMoveStopsAtDepthEight) {
+  searchtest::newGame();
+  ASSERT_TRUE(setRoot("k7/8/8/8/8/8/6q1/7K w - - 0 1"));
+  const search::SearchResult& r = searchRoot(63);
+  EXPECT_EQ(r.depth, 8);
+  EXPECT_EQ(moveText(r.bestMove, false), "h1g2");
+  EXPECT_EQ(search::searchLimits.singleRootMove.load(), 1);
+}
+
+// The depth limit N completes iterations 1 to N - 1.
+TEST(Search, DepthLimitCompletesTheIterationsBelowIt) {
+  searchtest::newGame();
+  ASSERT_TRUE(setRoot(board::START_FEN));
+  EXPECT_EQ(searchRoot(4).depth, 4);
+}
+
+// Down a queen and a rook, the side to move repeats the position (a draw worth DrawScore); with the
+// halfmove clock at 99 every move draws by the fifty-move rule.
+TEST(Search, RepetitionAndFiftyMoveDrawsScoreDrawScore) {
+  for (const int drawCp : {0, 25, -100}) {
+    searchtest::newGame();
+    ASSERT_TRUE(setRoot("r2q3k/8/8/8/8/8/8/1N4K1 w - - 0 1", "b1c3 a8b8 c3b1 b8a8"));
+    const search::SearchResult& repeat = searchRoot(6, drawCp);
+    EXPECT_EQ(moveText(repeat.bestMove, false), "b1c3") << drawCp;
+    EXPECT_EQ(repeat.score, 4 * drawCp);
+
+    searchtest::newGame();
+    ASSERT_TRUE(setRoot("7k/8/8/8/8/8/8/1Q4K1 w - - 99 80"));
+    EXPECT_EQ(searchRoot(6, drawCp).score, 4 * drawCp) << drawCp;
+  }
+  // Without the history the same material is simply lost.
+  searchtest::newGame();
+  ASSERT_TRUE(setRoot("r2q3k/8/8/8/8/8/8/1N4K1 w - - 0 1"));
+  EXPECT_LT(searchRoot(6).score, -2000);
+}
+
+// The bench fingerprint of a small search does not change from one run to the next.
+TEST(Search, NodeCountIsDeterministic) {
+  uint64_t nodes[2];
+  for (uint64_t& n : nodes) {
+    searchtest::newGame();
+    ASSERT_TRUE(setRoot("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"));
+    n = searchRoot(7).nodes;
+  }
+  EXPECT_EQ(nodes[0], nodes[1]);
+}
+
+struct BudgetCase {
+  int64_t timeMs, incrementMs, movesToGo, movesPlayed;
+  int64_t softAfter, hardAfter;
+};
+
+TEST(TimeManager, BudgetFormulas) {
+  const BudgetCase cases[] = {
+      {60000, 0, 0, 0, 1250, 4000},       // no increment: t = 4T / 120
+      {60000, 1000, 0, 30, 5036, 16116},  // increment: t = 4T / 34 + I
+      {10000, 0, 1, 0, 2500, 5000},       // movetime 10000 (moves to go 1)
+      {60000, 0, 0, 59, 2458, 7868},       // divisor 61 at 59 moves played
+      {60000, 0, 0, 75, 2500, 8000},      // divisor 60 from 60 moves played
+      {10000, 500, 0, 70, 6250, 7500},    // divisor 4: t = min(T + I, T) = T, hard 3T / 4
+      {30000, 0, 20, 0, 1562, 5000},      // 2T / (M + 4)
+      {100, 0, 0, 0, 1, 6},               // tiny clock
+      {-50, 0, 0, 0, 0, 0},               // negative time reads as 0
+  };
+  for (const BudgetCase& c : cases) {
+    const search::Deadlines d = search::computeDeadlines(1000000, c.timeMs, c.incrementMs, c.movesToGo,
+                                                         c.movesPlayed, true);
+    EXPECT_EQ(d.softMs - 1000000, c.softAfter) << c.timeMs << " " << c.incrementMs << " " << c.movesPlayed;
+    EXPECT_EQ(d.hardMs - 1000000, c.hardAfter) << c.timeMs << " " << c.incrementMs << " " << c.movesPlayed;
+  }
+  const search::Deadlines none = search::computeDeadlines(1000000, 0, 0, 0, 0, false);
+  EXPECT_EQ(none.softMs, search::NO_DEADLINE);
+  EXPECT_EQ(none.hardMs, search::NO_DEADLINE);
+}
+
+}  // namespace
