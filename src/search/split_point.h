@@ -89,7 +89,7 @@ extern std::atomic<int> oversubscribed;
 class SpinWait {
  public:
   void pause() {
-    if (spins_ < SPINS_BEFORE_YIELD || !oversubscribed.load(std::memory_order_relaxed)) {
+    if (spins_ < SPINS_BEFORE_YIELD) {
       ++spins_;
       platform::cpuPause();
     } else {

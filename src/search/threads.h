@@ -7,6 +7,9 @@
 
 namespace search {
 
+// Split points created since the process started (diagnostics and tests).
+extern std::atomic<uint64_t> splitsMade;
+
 // Prepares thread 0 for a search (working, no split point) and starts threadCount - 1 helpers in
 // their idle loop; returns once every helper has started.
 void startThreads(int threadCount);
@@ -16,10 +19,6 @@ void stopThreads();
 // The loop of a helper thread: waits for a split point to book it, helps there, waits again, until
 // exitRequested is set.
 void idleLoop(SearchThread& thread);
-
-// Clears a thread's tables for a new search: killers move two plies toward the root, history
-// cleared.
-void resetThreadTables(SearchThread& thread);
 
 // The owner's and every helper's share of a split point: takes the split node's moves one at a time
 // under its lock and searches them, until none is left or a move reached beta.
