@@ -80,3 +80,11 @@ fuzz-build: deps fuzz-deps
 
 fuzz: fuzz-build
 	tools/run_fuzzers.sh build/fuzz $(FUZZ_SECONDS)
+
+# Self-play soak: SOAK_GAMES games at 1 s + 20 ms with two threads, book and tablebases on.
+SOAK_GAMES ?= 300
+.PHONY: soak
+soak: deps
+	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
+	TESMAR_SOAK_GAMES=$(SOAK_GAMES) $(TESTDIR)/uci_tests --gtest_filter='SlowSoak*'

@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "board/attacks.h"
+#include "board/move.h"
 #include "board/queries_inline.h"
 
 namespace board {
@@ -298,7 +299,9 @@ Move* generateLegalMoves(Position& pos, Move* out) {
   ScoredMove list[MAX_MOVES + 1];
   ScoredMove* last;
   const BoardState& s = currentState(pos);
-  if (s.flags & FLAG_IN_CHECK) {
+  // The check state is computed rather than read from the flag, so that a record made from a move
+  // without its check mark still gets a correct list.
+  if (attackersOf(s, ownKingSquare(s), occupied(s))) {
     last = generateEvasions(pos, list);
   } else {
     last = generateQuiets(pos, generateCaptures(pos, list));
@@ -321,6 +324,17 @@ Move* generateLegalMoves(Position& pos, Move* out) {
     *out++ = move;
   }
   return out;
+}
+
+Move legalMoveFromText(Position& pos, const char* text) {
+  const Move wanted = textToMove(pos, text);
+  if (wanted == 0) return 0;
+  Move moves[MAX_MOVES];
+  Move* last = generateLegalMoves(pos, moves);
+  for (Move* m = moves; m != last; ++m) {
+    if (withoutCheck(*m) == wanted) return *m;
+  }
+  return 0;
 }
 
 }  // namespace board

@@ -15,7 +15,13 @@ ScoredMove* generateEvasions(const Position& pos, ScoredMove* end);
 // Quiet (non-capturing, non-promoting) moves that give check, marked; castling excluded.
 ScoredMove* generateQuietChecks(const Position& pos, ScoredMove* end);
 // Every legal move, sorted, with its check mark; writes Move words from `out`, returns one past the
-// last. `out` needs room for MAX_MOVES moves.
+// last. `out` needs room for MAX_MOVES moves. Order: castling, queen promotions and captures (most
+// valuable victim, then least valuable attacker), quiet moves, then rook, bishop and knight
+// promotions; of equal scores the one generated last comes first.
 Move* generateLegalMoves(Position& pos, Move* out);
+
+// The legal move (with its check mark) that coordinate text such as "e2e4" or "e7e8q" names in the
+// current record, or 0 when the text names no legal move. For input that must not be trusted.
+Move legalMoveFromText(Position& pos, const char* text);
 
 }  // namespace board

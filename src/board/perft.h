@@ -6,7 +6,8 @@
 
 namespace board {
 
-// Number of legal moves of the current record.
+// Number of legal moves of the current record, counted without making or listing them (the record's
+// FLAG_IN_CHECK must be right, as makeMove and setupFromFen leave it).
 int countLegalMoves(Position& pos);
 
 // Leaves of the legal-move tree of the given depth below the current record (1 for depth 0). The

@@ -6,7 +6,9 @@
 namespace board {
 
 // The opponent's pieces that would attack the own king after the move (non-zero = illegal). Only
-// the moving piece's type (king or not), MOVE_EN_PASSANT, from and to are read.
+// the moving piece's type (king or not), MOVE_EN_PASSANT, from and to are read. For a side in
+// check it is exact for king moves and for the non-king moves of generateEvasions only (a non-king
+// move is not tested against knight and pawn checks).
 Bitboard leavesKingAttacked(const Position& pos, Move move);
 
 // Sets MOVE_CHECK when the capture or promotion gives check (never clears it).

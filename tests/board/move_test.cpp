@@ -51,6 +51,21 @@ TEST(MoveWords, TextToMoveEdgeCases) {
   }
 }
 
+TEST(MoveWords, LegalMoveFromText) {
+  auto pos = positionFromFen("r3k2r/P7/8/8/8/8/8/R3K1NR w KQkq - 0 1");
+  EXPECT_EQ(board::legalMoveFromText(*pos, "e1c1"), board::CASTLE_QUEEN_SIDE_MOVE);
+  EXPECT_EQ(board::legalMoveFromText(*pos, "e1g1"), 0u);  // g1 occupied
+  EXPECT_EQ(board::legalMoveFromText(*pos, "a1a6"), board::makeMoveWord(board::ROOK, 0, 40));
+  EXPECT_EQ(board::legalMoveFromText(*pos, "a1a8"), 0u);  // own pawn in the way
+  EXPECT_EQ(board::legalMoveFromText(*pos, "a7b8"), 0u);  // nothing to capture
+  // a7xa8 is no pawn move; the queen promotion by capture is b-file only: none here.
+  EXPECT_EQ(board::legalMoveFromText(*pos, "a7a8q"), 0u);
+  EXPECT_EQ(board::legalMoveFromText(*pos, "g1f3"), board::makeMoveWord(board::KNIGHT, 6, 21));
+  EXPECT_EQ(board::legalMoveFromText(*pos, "junk"), 0u);
+  auto check = positionFromFen("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
+  EXPECT_EQ(board::legalMoveFromText(*check, "a1a8"), board::makeMoveWord(board::ROOK, 0, 56, 0, 0, board::MOVE_CHECK));
+}
+
 TEST(MoveWords, PackAndUnpack) {
   auto pos = positionFromFen("r3k2r/1P6/8/8/8/8/8/R3K2R w KQkq - 0 1");
   // Capturing promotion to a rook with check (the rook on a8 attacks e8 along the rank).

@@ -51,7 +51,9 @@ TEST(PositionRecord, StartPositionAndAfterE4) {
   EXPECT_EQ(t.pawnKey, 0x13EA71E5D56FB82AULL);
   EXPECT_EQ(t.epFile, board::NO_EP_FILE);
   EXPECT_EQ(t.halfmoveClock, 0);
-  EXPECT_EQ(t.psqMg, 0);
+  // The pawn's placement gain from e2 to e4, seen from Black's side.
+  EXPECT_EQ(t.psqMg, -(345 - 226));
+  EXPECT_EQ(t.psqEg, -(346 - 399));
 }
 
 TEST(PositionRecord, MirrorTwiceIsIdentity) {

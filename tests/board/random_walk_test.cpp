@@ -60,12 +60,18 @@ std::string mirrorFen(const std::string& fen) {
     if (!result.empty()) result += '/';
     for (char c : *it) result += std::isalpha(static_cast<unsigned char>(c)) ? char(c ^ 0x20) : c;
   }
-  std::string rights;
-  for (char c : std::string("KQkq"))
-    if (castling.find(char(c ^ 0x20)) != std::string::npos) rights += c;
-  if (rights.empty()) rights = "-";
-  if (ep != "-") ep[1] = ep[1] == '3' ? '6' : '3';
-  return result + " " + (side == "w" ? "b" : "w") + " " + rights + " " + ep + " " + halfmove + " " + fullmove;
+  std::ostringstream out;
+  out << result << ' ' << (side == "w" ? 'b' : 'w') << ' ';
+  bool anyRight = false;
+  for (char c : {'K', 'Q', 'k', 'q'}) {
+    if (castling.find(char(c ^ 0x20)) == std::string::npos) continue;
+    out << c;
+    anyRight = true;
+  }
+  if (!anyRight) out << '-';
+  if (ep.size() == 2) ep[1] = ep[1] == '3' ? '6' : '3';
+  out << ' ' << ep << ' ' << halfmove << ' ' << fullmove;
+  return out.str();
 }
 
 std::vector<std::string> startFens() {
@@ -124,7 +130,9 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
     const bool legal = !moverInCheck(board::currentState(pos));
     board::unmakeMove(pos);
     // In check the query is meant for evasions only (checked below).
-    if (!inCheck) EXPECT_EQ(board::leavesKingAttacked(pos, m->move) == 0, legal) << std::hex << m->move;
+    if (!inCheck) {
+      EXPECT_EQ(board::leavesKingAttacked(pos, m->move) == 0, legal) << std::hex << m->move;
+    }
     if (legal) reference.insert(board::withoutCheck(m->move));
   }
   if (inCheck) {

@@ -1,0 +1,98 @@
+// Soak: self-play at a fast clock with two threads per engine, hash changes and "ucinewgame" between
+// games, the book and the tablebases on. Reports games, results, crashes, illegal moves, time losses
+// and peak memory; fails on any crash, illegal move, time loss or a peak memory above the bound.
+// Run with `make soak` (TESMAR_SOAK_GAMES games, default 300).
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "support/engine_process.h"
+#include "support/match.h"
+
+namespace {
+
+using testsupport::EngineProcess;
+using testsupport::GameEnd;
+
+// Generous: two engines' worth of code, stacks and a 64 MiB hash with its pawn cache.
+constexpr long kPeakMemoryLimitKb = 1024 * 1024;
+
+bool startEngine(EngineProcess& engine, int hashMb, const std::string& data) {
+  engine.send("uci");
+  if (!engine.waitFor("uciok", 10000)) return false;
+  engine.send("setoption name Threads value 2");
+  engine.send("setoption name Hash value " + std::to_string(hashMb));
+  if (!data.empty()) {
+    engine.send("setoption name OwnBook value true");
+    engine.send("setoption name BookFile value " + data + "/books/lines.bin");
+    engine.send("setoption name SyzygyPath value " + data + "/syzygy");
+  }
+  engine.send("isready");
+  return engine.waitFor("readyok", 10000).has_value();
+}
+
+TEST(SlowSoak, SelfPlayKeepsAnswering) {
+  const char* gamesText = std::getenv("TESMAR_SOAK_GAMES");
+  const int games = gamesText ? std::atoi(gamesText) : 300;
+  const std::string data = testsupport::dataDir();
+  const int hashSizes[] = {1, 4, 16, 64};
+
+  int wins[2] = {0, 0}, draws = 0, crashes = 0, illegal = 0, timeLosses = 0, noAnswer = 0;
+  long peakKb = 0;
+  std::vector<std::string> failures;
+  EngineProcess* engines[2] = {nullptr, nullptr};
+  for (int game = 0; game < games; ++game) {
+    // Fresh processes every 25 games and after any failure; hash sizes change between games.
+    for (int e = 0; e < 2; ++e) {
+      if (engines[e] && (game % 25 == 0 || !engines[e]->running())) {
+        delete engines[e];
+        engines[e] = nullptr;
+      }
+      if (!engines[e]) {
+        engines[e] = new EngineProcess();
+        if (!startEngine(*engines[e], hashSizes[(game + e) % 4], data)) {
+          ++crashes;
+          failures.push_back("engine did not start");
+        }
+      } else {
+        engines[e]->send("setoption name Hash value " + std::to_string(hashSizes[(game + e) % 4]));
+      }
+    }
+    EngineProcess& white = *engines[game % 2];
+    EngineProcess& black = *engines[1 - game % 2];
+    const testsupport::MatchClock clock{1000, 20};
+    const auto result = testsupport::playGame(white, black, clock, {}, 300);
+    if (result.peakRssKb > peakKb) peakKb = result.peakRssKb;
+    switch (result.end) {
+      case GameEnd::IllegalMove: ++illegal; break;
+      case GameEnd::TimeLoss: ++timeLosses; break;
+      case GameEnd::NoAnswer: (white.running() && black.running() ? ++noAnswer : ++crashes); break;
+      default: break;
+    }
+    if (result.score == 0) ++draws;
+    else ++wins[(result.score > 0) == (game % 2 == 0) ? 0 : 1];
+    if (testsupport::isFailure(result.end)) {
+      failures.push_back(std::string(testsupport::gameEndName(result.end)) + ": " + result.detail);
+      for (auto*& e : engines) { delete e; e = nullptr; }
+      for (int e = 0; e < 2; ++e) {
+        engines[e] = new EngineProcess();
+        startEngine(*engines[e], 16, data);
+      }
+    }
+  }
+  for (auto* e : engines) delete e;
+  std::printf("soak: %d games, engine A %d wins, engine B %d wins, %d draws; crashes %d, illegal moves %d, "
+              "time losses %d, unanswered %d, peak memory %ld KiB\n",
+              games, wins[0], wins[1], draws, crashes, illegal, timeLosses, noAnswer, peakKb);
+  for (const auto& f : failures) std::printf("  %s\n", f.c_str());
+  EXPECT_EQ(crashes, 0);
+  EXPECT_EQ(illegal, 0);
+  EXPECT_EQ(timeLosses, 0);
+  EXPECT_EQ(noAnswer, 0);
+  EXPECT_LT(peakKb, kPeakMemoryLimitKb);
+}
+
+}  // namespace
