@@ -62,8 +62,6 @@ inline ScoredMove* addPieceCaptures(const BoardState& s, ScoredMove* end, Bitboa
   return end;
 }
 
-inline Bitboard ownPiecesOf(const BoardState& s, Bitboard set) { return set & s.bb[0]; }
-
 }  // namespace
 
 ScoredMove* generateCaptures(const Position& pos, ScoredMove* end) {
@@ -114,7 +112,10 @@ ScoredMove* generateCaptures(const Position& pos, ScoredMove* end) {
   return end;
 }
 
-ScoredMove* generateQuiets(const Position& pos, ScoredMove* end) {
+// Quiet moves with their check marks; with ChecksOnly just those that give check, castling left
+// out, in the same order.
+template <bool ChecksOnly>
+ScoredMove* quietMoves(const Position& pos, ScoredMove* end) {
   const BoardState& s = currentState(pos);
   const Bitboard own = s.bb[0];
   const Bitboard occ = occupied(s);
@@ -163,65 +164,78 @@ ScoredMove* generateQuiets(const Position& pos, ScoredMove* end) {
   }
   const Bitboard discoverers = straightDiscoverers | diagonalDiscoverers;
 
-  for (Bitboard t = kingAttacks[king] & empty; t;) {
-    const int to = platform::popLsb(t);
-    const bool check = (kingLineStraight && !(kingLineStraight & bit(to))) || (kingLineDiagonal && !(kingLineDiagonal & bit(to)));
-    end = addQuiet(end, KING, king, to, check);
-  }
-  for (Bitboard p = queens(s) & own; p;) {
-    const int from = platform::popLsb(p);
-    const Bitboard checks = checkR | checkB;
-    for (Bitboard t = queenAttacks(from, occ) & empty; t;) {
-      const int to = platform::popLsb(t);
-      end = addQuiet(end, QUEEN, from, to, (checks >> to) & 1);
+  // Every target of a piece that checks from anywhere (a discoverer), else the targets in `checks`.
+  const Bitboard all = ~Bitboard(0);
+  {
+    Bitboard targets = kingAttacks[king] & empty;
+    if constexpr (ChecksOnly) {
+      Bitboard checking = 0;
+      if (kingLineStraight) checking |= ~kingLineStraight;
+      if (kingLineDiagonal) checking |= ~kingLineDiagonal;
+      targets &= checking;
+    }
+    while (targets) {
+      const int to = platform::popLsb(targets);
+      const bool check = (kingLineStraight && !(kingLineStraight & bit(to))) || (kingLineDiagonal && !(kingLineDiagonal & bit(to)));
+      end = addQuiet(end, KING, king, to, check);
     }
   }
-  for (Bitboard p = rooks(s) & own; p;) {
-    const int from = platform::popLsb(p);
-    const Bitboard checks = (diagonalDiscoverers & bit(from)) ? ~Bitboard(0) : checkR;
-    for (Bitboard t = rookAttacks(from, occ) & empty; t;) {
-      const int to = platform::popLsb(t);
-      end = addQuiet(end, ROOK, from, to, (checks >> to) & 1);
+  auto pieceMoves = [&](int piece, Bitboard pieces, Bitboard discovering, Bitboard direct) {
+    while (pieces) {
+      const int from = platform::popLsb(pieces);
+      const Bitboard checks = (discovering & bit(from)) ? all : direct;
+      Bitboard targets;
+      switch (piece) {
+        case QUEEN: targets = queenAttacks(from, occ); break;
+        case ROOK: targets = rookAttacks(from, occ); break;
+        case BISHOP: targets = bishopAttacks(from, occ); break;
+        default: targets = knightAttacks[from]; break;
+      }
+      targets &= empty;
+      if constexpr (ChecksOnly) targets &= checks;
+      while (targets) {
+        const int to = platform::popLsb(targets);
+        end = addQuiet(end, piece, from, to, (checks >> to) & 1);
+      }
     }
-  }
-  for (Bitboard p = bishops(s) & own; p;) {
-    const int from = platform::popLsb(p);
-    const Bitboard checks = (straightDiscoverers & bit(from)) ? ~Bitboard(0) : checkB;
-    for (Bitboard t = bishopAttacks(from, occ) & empty; t;) {
-      const int to = platform::popLsb(t);
-      end = addQuiet(end, BISHOP, from, to, (checks >> to) & 1);
-    }
-  }
-  for (Bitboard p = knights(s) & own; p;) {
-    const int from = platform::popLsb(p);
-    const Bitboard checks = (discoverers & bit(from)) ? ~Bitboard(0) : checkN;
-    for (Bitboard t = knightAttacks[from] & empty; t;) {
-      const int to = platform::popLsb(t);
-      end = addQuiet(end, KNIGHT, from, to, (checks >> to) & 1);
-    }
-  }
+  };
+  pieceMoves(QUEEN, queens(s) & own, 0, checkR | checkB);
+  pieceMoves(ROOK, rooks(s) & own, diagonalDiscoverers, checkR);
+  pieceMoves(BISHOP, bishops(s) & own, straightDiscoverers, checkB);
+  pieceMoves(KNIGHT, knights(s) & own, discoverers, checkN);
+
   const Bitboard ownPawns = pawns(s) & own;
   const Bitboard single = (ownPawns << 8) & empty & ~RANK_8;
-  for (Bitboard t = single; t;) {
+  const Bitboard doubles = ((single & RANK_3) << 8) & empty;
+  // Pushes that check: from a discoverer (it leaves the line) or onto a square attacking the king.
+  const Bitboard checkingSingles = ((discoverers << 8) | checkP) & single;
+  const Bitboard checkingDoubles = ((discoverers << 16) | checkP) & doubles;
+  for (Bitboard t = ChecksOnly ? checkingSingles : single; t;) {
     const int to = platform::popLsb(t);
-    end = addQuiet(end, PAWN, to - 8, to, ((discoverers >> (to - 8)) & 1) || ((checkP >> to) & 1));
+    end = addQuiet(end, PAWN, to - 8, to, (checkingSingles >> to) & 1);
   }
-  for (Bitboard t = ((single & RANK_3) << 8) & empty; t;) {
+  for (Bitboard t = ChecksOnly ? checkingDoubles : doubles; t;) {
     const int to = platform::popLsb(t);
-    end = addQuiet(end, PAWN, to - 16, to, ((discoverers >> (to - 16)) & 1) || ((checkP >> to) & 1));
+    end = addQuiet(end, PAWN, to - 16, to, (checkingDoubles >> to) & 1);
   }
-  if ((s.castling & CASTLE_OWN_QUEEN) && queenSideCastlingAllowed(s)) {
-    Move move = CASTLE_QUEEN_SIDE_MOVE;
-    if (givesCheck(s, move)) move |= MOVE_CHECK;
-    *end++ = {CASTLING_SCORE, move};
-  }
-  if ((s.castling & CASTLE_OWN_KING) && kingSideCastlingAllowed(s)) {
-    Move move = CASTLE_KING_SIDE_MOVE;
-    if (givesCheck(s, move)) move |= MOVE_CHECK;
-    *end++ = {CASTLING_SCORE, move};
+  if constexpr (!ChecksOnly) {
+    if ((s.castling & CASTLE_OWN_QUEEN) && queenSideCastlingAllowed(s)) {
+      Move move = CASTLE_QUEEN_SIDE_MOVE;
+      if (givesCheck(s, move)) move |= MOVE_CHECK;
+      *end++ = {CASTLING_SCORE, move};
+    }
+    if ((s.castling & CASTLE_OWN_KING) && kingSideCastlingAllowed(s)) {
+      Move move = CASTLE_KING_SIDE_MOVE;
+      if (givesCheck(s, move)) move |= MOVE_CHECK;
+      *end++ = {CASTLING_SCORE, move};
+    }
   }
   return end;
 }
+
+ScoredMove* generateQuiets(const Position& pos, ScoredMove* end) { return quietMoves<false>(pos, end); }
+
+ScoredMove* generateQuietChecks(const Position& pos, ScoredMove* end) { return quietMoves<true>(pos, end); }
 
 ScoredMove* generateEvasions(const Position& pos, ScoredMove* end) {
   const BoardState& s = currentState(pos);
@@ -282,15 +296,6 @@ ScoredMove* generateEvasions(const Position& pos, ScoredMove* end) {
       end->move = makeMoveWord(PAWN, platform::popLsb(f), to, PAWN, 0, MOVE_CAPTURE | MOVE_EN_PASSANT);
       ++end;
     }
-  }
-  return end;
-}
-
-ScoredMove* generateQuietChecks(const Position& pos, ScoredMove* end) {
-  ScoredMove list[MAX_MOVES];
-  ScoredMove* last = generateQuiets(pos, list);
-  for (ScoredMove* m = list; m != last; ++m) {
-    if ((m->move & MOVE_CHECK) && !(m->move & MOVE_CASTLING)) *end++ = *m;
   }
   return end;
 }

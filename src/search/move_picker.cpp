@@ -7,7 +7,7 @@
 #include "board/make_move.h"
 #include "board/movegen.h"
 #include "board/queries.h"
-#include "search/exchange_values.h"
+#include "eval/material.h"
 
 namespace search {
 
@@ -143,7 +143,7 @@ int staticExchange(const BoardState& s, Move move) {
   const int from = moveFrom(move);
   const int to = moveTo(move);
   int gain[40];
-  gain[0] = EXCHANGE_VALUE[moveCaptured(move)];
+  gain[0] = eval::PieceValue[moveCaptured(move)];
   Bitboard occ = occupied(s) ^ bit(from);
   if (move & MOVE_EN_PASSANT) occ ^= bit(to - 8);
   const Bitboard own = s.bb[0];
@@ -154,7 +154,7 @@ int staticExchange(const BoardState& s, Move move) {
                         (pawns(s) & ~own & pawnAttacksUp(bit(to))) |
                         (diagonal & bishopAttacks(to, occ)) | (straight & rookAttacks(to, occ))) &
                        occ;
-  int onTarget = EXCHANGE_VALUE[movePiece(move)];
+  int onTarget = eval::PieceValue[movePiece(move)];
   bool ownTurn = false;  // the opponent captures next
   int last = 0;
   const Bitboard byType[6] = {pawns(s), knights(s), bishops(s), rooks(s), queens(s), kings(s)};
@@ -176,12 +176,12 @@ int staticExchange(const BoardState& s, Move move) {
     }
     gain[i] = onTarget - gain[i - 1];
     last = i;
-    if (gain[i] > EXCHANGE_VALUE[type]) break;
+    if (gain[i] > eval::PieceValue[type]) break;
     occ ^= bit(square);
     attackers ^= bit(square);
     if (type == PAWN || type == BISHOP || type == QUEEN) attackers |= diagonal & bishopAttacks(to, occ) & occ;
     if (type == ROOK || type == QUEEN) attackers |= straight & rookAttacks(to, occ) & occ;
-    onTarget = EXCHANGE_VALUE[type];
+    onTarget = eval::PieceValue[type];
     ownTurn = !ownTurn;
   }
   for (int j = last; j >= 1; --j) gain[j - 1] = -std::max(-gain[j - 1], gain[j]);

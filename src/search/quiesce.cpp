@@ -3,7 +3,7 @@
 #include "board/movegen.h"
 #include "board/queries.h"
 #include "eval/eval.h"
-#include "search/exchange_values.h"
+#include "eval/material.h"
 #include "search/move_picker.h"
 #include "search/search.h"
 #include "search/tt.h"
@@ -127,7 +127,7 @@ int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, i
         continue;
     } else {
       if (nodeType != NODE_PV && (m & (MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CHECK)) == MOVE_CAPTURE &&
-          !isHash && EXCHANGE_VALUE[moveCaptured(m)] + DELTA_MARGIN + staticEval < alpha &&
+          !isHash && eval::PieceValue[moveCaptured(m)] + DELTA_MARGIN + staticEval < alpha &&
           !isMateScore(alpha))
         continue;
       if (m & (MOVE_CAPTURE | MOVE_PROMOTION)) {

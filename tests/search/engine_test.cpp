@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
+#include <sstream>
 #include <regex>
 #include <string>
 #include <thread>
@@ -159,6 +161,49 @@ TEST(E2ESearch, MatedOrStalematedRootPlaysTheNullMove) {
     engine.send("stop");
     EXPECT_EQ(engine.readLine(5000).value_or("<none>"), "bestmove 0000");
   }
+}
+
+// Strength below 100 sleeps (500 - 5 x Strength) x depth ms after each iteration, counted as search
+// time; "stop" is still answered at once.
+TEST(E2ESearch, StrengthDelayCountsAsSearchTimeAndStopCutsIt) {
+  EngineProcess engine;
+  startEngine(engine);
+  engine.send("setoption name Strength value 90");
+  engine.send("go depth 4");
+  std::vector<std::string> lines;
+  ASSERT_TRUE(engine.waitFor("bestmove", 30000, &lines));
+  const std::vector<std::string> infos = infoLines(lines);
+  ASSERT_EQ(infos.size(), 3u);
+  EXPECT_GE(std::stoll(infos.back().substr(infos.back().find(" time ") + 6)), 50 + 100 + 150) << infos.back();
+
+  engine.send("setoption name Strength value 1");
+  engine.send("go infinite");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const int64_t stopAt = nowMs();
+  engine.send("stop");
+  ASSERT_TRUE(engine.waitFor("bestmove", 3000));
+  EXPECT_LT(nowMs() - stopAt, 1000);
+}
+
+// With Log on, the "go" line and every search line also go to ./Tesmar.log.
+TEST(E2ESearch, LogFileGetsCopiesOfTheSearchLines) {
+  const std::string dir = testsupport::makeTempDir();
+  std::vector<std::string> lines;
+  {
+    EngineProcess engine(dir);
+    engine.send("setoption name Log value true");
+    startEngine(engine);
+    engine.send("go depth 3");
+    ASSERT_TRUE(engine.waitFor("bestmove", 30000, &lines));
+    engine.send("quit");
+    EXPECT_EQ(engine.waitExit(5000), 0);
+  }
+  std::ifstream log(dir + "/Tesmar.log");
+  std::stringstream content;
+  content << log.rdbuf();
+  EXPECT_NE(content.str().find("go depth 3\n"), std::string::npos) << content.str();
+  for (const std::string& line : lines)
+    EXPECT_NE(content.str().find(line + "\n"), std::string::npos) << "missing in the log: " << line;
 }
 
 TEST(E2ESearch, QuitDuringASearchExitsCleanly) {

@@ -72,17 +72,21 @@ TEST(Search, DepthLimitCompletesTheIterationsBelowIt) {
 // Down a queen and a rook, the side to move repeats the position (a draw worth DrawScore); with the
 // halfmove clock at 99 every move draws by the fifty-move rule.
 TEST(Search, RepetitionAndFiftyMoveDrawsScoreDrawScore) {
-  for (const int drawCp : {0, 25}) {
+  for (const int drawCp : {0, 25, -100}) {
     searchtest::newGame();
     ASSERT_TRUE(setRoot("r2q3k/8/8/8/8/8/8/1N4K1 w - - 0 1", "b1c3 a8b8 c3b1 b8a8"));
     const search::SearchResult& repeat = searchRoot(6, drawCp);
-    if (drawCp > 0) EXPECT_EQ(moveText(repeat.bestMove, false), "b1c3") << drawCp;
+    EXPECT_EQ(moveText(repeat.bestMove, false), "b1c3") << drawCp;
     EXPECT_EQ(repeat.score, 4 * drawCp);
 
     searchtest::newGame();
     ASSERT_TRUE(setRoot("7k/8/8/8/8/8/8/1Q4K1 w - - 99 80"));
     EXPECT_EQ(searchRoot(6, drawCp).score, 4 * drawCp) << drawCp;
   }
+  // Without the history the same material is simply lost.
+  searchtest::newGame();
+  ASSERT_TRUE(setRoot("r2q3k/8/8/8/8/8/8/1N4K1 w - - 0 1"));
+  EXPECT_LT(searchRoot(6).score, -2000);
 }
 
 // The bench fingerprint of a small search does not change from one run to the next.

@@ -4,7 +4,10 @@
 
 #include <cctype>
 #include <cstring>
+#include <atomic>
 #include <fstream>
+#include <memory>
+#include <thread>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -114,6 +117,27 @@ TEST_F(TablebaseProbe, EveryVectorAndItsMirrorImage) {
 TEST_F(TablebaseProbe, OlderEncodingsGiveTheSameValues) {
   tb::initTablebases((data + "/syzygy-alt").c_str(), false);
   checkVectors(vectors, true);
+}
+
+// Several threads meet every table at its first use at the same time (the set-up is serialised,
+// later reads are lock-free); each sees the right values.
+TEST_F(TablebaseProbe, ThreadsShareFirstUse) {
+  tb::initTablebases((data + "/syzygy").c_str(), false);
+  std::atomic<int> wrong{0};
+  auto work = [&](int offset) {
+    auto own = std::make_unique<board::Position>();
+    for (size_t i = 0; i < vectors.size(); ++i) {
+      const Vector& v = vectors[(i + size_t(offset)) % vectors.size()];
+      int success = 0;
+      if (!board::setupFromFen(*own, v.fen) || tb::probeWdl(*own, success) != v.wdl || !success)
+        wrong.fetch_add(1);
+    }
+  };
+  std::thread a(work, 0), b(work, 0), c(work, 400);
+  a.join();
+  b.join();
+  c.join();
+  EXPECT_EQ(wrong.load(), 0);
 }
 
 // Root filter: the values of the moves kept and dropped.
