@@ -206,6 +206,50 @@ TEST(E2ESearch, LogFileGetsCopiesOfTheSearchLines) {
     EXPECT_NE(content.str().find(line + "\n"), std::string::npos) << "missing in the log: " << line;
 }
 
+// Tablebases: a root in the tables is probed at the root (tbhits = its 28 moves, a tablebase score);
+// a root above them probes inside the tree once captures reach the tables.
+TEST(E2ESearch, TablebaseHitsAtTheRootAndInTheTree) {
+  const std::string dir = testsupport::dataDir();
+  if (dir.empty()) GTEST_SKIP() << "no test data (syzygy tables)";
+  EngineProcess engine;
+  engine.send("setoption name SyzygyPath value " + dir + "/syzygy");
+  startEngine(engine, "position fen 8/8/8/4k3/8/8/2Q5/4K3 w - - 0 1");
+  engine.send("go depth 6");
+  std::vector<std::string> lines;
+  ASSERT_TRUE(engine.waitFor("bestmove", 30000, &lines));
+  std::vector<std::string> infos = infoLines(lines);
+  ASSERT_FALSE(infos.empty());
+  EXPECT_NE(infos.back().find("tbhits          28 score mate "), std::string::npos) << infos.back();
+
+  // Five pieces: the rook can be won, after which four pieces remain.
+  engine.send("position fen 8/8/3k4/8/3r4/8/3Q4/3K4 w - - 0 1");
+  engine.send("go depth 6");
+  lines.clear();
+  ASSERT_TRUE(engine.waitFor("bestmove", 30000, &lines));
+  infos = infoLines(lines);
+  ASSERT_FALSE(infos.empty());
+  const std::string& last = infos.back();
+  EXPECT_GT(std::stoll(last.substr(last.find(" tbhits ") + 8)), 0) << last;
+  EXPECT_EQ(lines.back().substr(0, 13), "bestmove d2d4");
+}
+
+// The book answers timed searches at once, never "go ponder" or "go infinite".
+TEST(E2ESearch, BookMovesOnlyWhenNotPondering) {
+  const std::string dir = testsupport::dataDir();
+  if (dir.empty()) GTEST_SKIP() << "no test data (books)";
+  EngineProcess engine;
+  engine.send("setoption name OwnBook value true");
+  engine.send("setoption name BookFile value " + dir + "/books/lines.bin");
+  startEngine(engine);
+  engine.send("go wtime 10000 btime 10000");
+  EXPECT_TRUE(std::regex_match(engine.readLine(5000).value_or(""), std::regex("bestmove [a-h][1-8][a-h][1-8] ")));
+  engine.send("go ponder wtime 10000 btime 10000");
+  for (const std::string& line : engine.drain(300))
+    EXPECT_NE(line.rfind("bestmove", 0), 0u) << "bestmove while pondering";
+  engine.send("stop");
+  EXPECT_TRUE(engine.waitFor("bestmove", 3000));
+}
+
 TEST(E2ESearch, QuitDuringASearchExitsCleanly) {
   EngineProcess engine;
   startEngine(engine);
