@@ -80,27 +80,37 @@ constexpr uint64_t chooseWorkers(int self, int threadCount, const int* states,
 
 // ---- waiting ----
 
-// Whether waiting threads should give their processor away after a short spin: set at the start of
-// every search when it runs more search threads than the machine has hardware threads.
+// Set at the start of every search when it runs more search threads than the machine has hardware
+// threads: waiting threads then give their processor away sooner.
 extern std::atomic<int> oversubscribed;
 
-// One step of a spin-wait: a pause hint, and on an oversubscribed machine a yield of the processor
-// once the wait has lasted a short while. Keep one SpinWait per wait.
+// One step of a wait: a pause hint for a short while, then a yield of the processor, and once the
+// wait has lasted long (an idle helper, an owner waiting for a long subtree) a short sleep between
+// checks, so that spinning threads never starve the threads that do the work when the machine has
+// fewer free processors than the engine has threads (oversubscribed, or loaded by other programs).
+// Keep one SpinWait per wait.
 class SpinWait {
  public:
   void pause() {
-    if (spins_ < SPINS_BEFORE_YIELD) {
-      ++spins_;
+    const int spins = oversubscribed.load(std::memory_order_relaxed) ? OVERSUBSCRIBED_SPINS : SPINS;
+    if (steps_ < spins) {
       platform::cpuPause();
-    } else {
+    } else if (steps_ < spins + YIELDS) {
       yieldProcessor();
+    } else {
+      sleepShortly();
+      return;
     }
+    ++steps_;
   }
 
  private:
-  static constexpr int SPINS_BEFORE_YIELD = 128;
+  static constexpr int SPINS = 128;
+  static constexpr int OVERSUBSCRIBED_SPINS = 16;
+  static constexpr int YIELDS = 100;
   static void yieldProcessor();
-  int spins_ = 0;
+  static void sleepShortly();  // 50 microseconds
+  int steps_ = 0;
 };
 
 }  // namespace search

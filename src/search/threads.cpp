@@ -1,6 +1,7 @@
 #include "search/threads.h"
 
 #include <algorithm>
+#include <chrono>
 #include <thread>
 
 #include "board/make_move.h"
@@ -42,6 +43,7 @@ void helpBookedSplitPoint(SearchThread& thread) {
 }  // namespace
 
 void SpinWait::yieldProcessor() { std::this_thread::yield(); }
+void SpinWait::sleepShortly() { std::this_thread::sleep_for(std::chrono::microseconds(50)); }
 
 void idleLoop(SearchThread& thread) {
   prepareThreadTables(thread);
@@ -142,6 +144,13 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
               int& alpha, int beta, int staticEval, int nullAllowed, int moveCount,
               board::Move& bestMove) {
   if (!maySplit(activeThreads, depth, splitDepth, thread.nextSplitPoint)) return false;
+  // A look without the lock first: most offers find every other thread busy.
+  bool anyFree = false;
+  for (int j = 0; j < activeThreads && !anyFree; ++j) {
+    const int state = searchThreads[j].state.load(std::memory_order_relaxed);
+    anyFree = j != thread.index && (state == THREAD_IDLE || state == THREAD_WAITING);
+  }
+  if (!anyFree) return false;
 
   splitLock.lock();
   int states[MAX_THREADS];
