@@ -5,12 +5,13 @@
 #   make portable       release build without CPU features beyond x86-64 + popcnt
 #   make perft-full     every depth of the perft suite (long)
 #   make slow           the long-running tests (soak, deep perft)
+#   make tsan           the multi-threaded search tests under ThreadSanitizer
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE   ?= cmake
 RELEASE := build/release
 TESTDIR := build/test
 
-.PHONY: all release run test portable perft-full slow bench deps clean
+.PHONY: all release run test portable perft-full slow bench tsan deps clean
 
 all: release
 ifneq ($(EXE),)
@@ -59,6 +60,12 @@ slow: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
 	cd $(TESTDIR) && ctest --output-on-failure -L slow
+
+# The multi-threaded search tests (suites named *Threads*) under ThreadSanitizer, engine included.
+tsan: deps
+	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESMAR_TSAN=ON -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build build/tsan -j $(JOBS) --target search_tests tesmar
+	build/tsan/search_tests --gtest_filter='*Threads*'
 
 bench: release
 	$(RELEASE)/tesmar bench

@@ -16,6 +16,7 @@
 #include "search/move_picker.h"
 #include "search/search.h"
 #include "search/thread.h"
+#include "search/threads.h"
 #include "search/time_manager.h"
 #include "search/tt.h"
 #include "tablebase/tablebase.h"
@@ -186,6 +187,7 @@ void driver() {
     if (!limits.pondering.load() && limits.depthLimit > 8) limits.depthLimit = 9;
   }
 
+  startThreads(limits.threads);
   main.nodes.store(1, std::memory_order_relaxed);
   Move bestOut = moves[0];
   Move ponderOut = 0;
@@ -290,6 +292,7 @@ void driver() {
   }
 
 searchOver:
+  stopThreads();
   lastSearch.nodes = totalNodes();
   waitWhilePondering();
   finish(bestOut, ponderOut);

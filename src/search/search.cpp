@@ -8,6 +8,7 @@
 #include "eval/eval.h"
 #include "platform/bits.h"
 #include "platform/clock.h"
+#include "search/move_loop.h"
 #include "search/move_picker.h"
 #include "search/tt.h"
 #include "tablebase/tablebase.h"
@@ -17,9 +18,6 @@ namespace search {
 using namespace board;
 
 namespace {
-
-// Index of the highest set bit, 0 for 1.
-inline int log2Of(int x) { return platform::floorLog2(uint64_t(x)); }
 
 inline bool hasPieces(const BoardState& s) {
   // Knights, bishops, rooks and queens of the side to move: everything but pawns and the king.
@@ -63,17 +61,13 @@ void checkClock(SearchThread& thread) {
     searchLimits.stopRequested.store(1, std::memory_order_relaxed);
 }
 
-bool trySplit(SearchThread&, MovePicker&, int, int, int, int&, int, int, int, int, Move&) {
-  return false;
-}
-
 int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, int beta,
            int nullAllowed) {
   Position& pos = thread.position;
 
   // 1-3: clock, stop, quiescence.
   if (thread.nodes.load(std::memory_order_relaxed) > thread.nextClockCheck) checkClock(thread);
-  if (stopRequested()) return 0;
+  if (searchStopped(thread)) return 0;
   if (depth <= 0) return quiesce(thread, nodeType, ply, 0, alpha, beta);
 
   // 4-5: count the node; draws by repetition and the fifty-move rule.
@@ -134,7 +128,7 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
       makeNullMove(pos);
       const int v = -search(thread, NODE_ALL, ply + 1, (24 * depth - 96) / 32, -beta, -alpha, 0);
       unmakeMove(pos);
-      if (stopRequested()) return 0;
+      if (searchStopped(thread)) return 0;
       if (v >= beta) return std::abs(v) < MATE_BOUND ? v : beta;
     }
   }
@@ -142,7 +136,7 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
   // 14: internal iterative deepening.
   if (!ttMove && (nodeType == NODE_PV || (nodeType == NODE_CUT && depth >= 9))) {
     search(thread, nodeType, ply + 1, depth - 3, alpha, beta, nullAllowed);
-    if (stopRequested()) return 0;
+    if (searchStopped(thread)) return 0;
     if (ttProbe(tt, s.key, ply, hit)) {
       ttMove = unpackMove(pos, hit.move);
       if (ttMove && !fitsPosition(pos, ttMove)) ttMove = 0;
@@ -152,56 +146,25 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
   // 15: the move loop.
   MovePicker picker;
   initPicker(picker, thread, ply, ttMove);
-  const int childType = nodeType == NODE_PV ? NODE_PV : (nodeType == NODE_CUT ? NODE_ALL : NODE_CUT);
   int moveCount = 1;
   int produced = 0;
   Move bestMove = 0;
   int32_t orderScore = 0;
   while (const Move move = nextMove(thread, picker, orderScore)) {
     ++produced;
-    if (stopRequested()) return 0;
-    const bool reducible = !inCheck &&
-                           !(move & (MOVE_CHECK | MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CASTLING)) &&
-                           withoutCheck(move) != withoutCheck(ttMove) && !isPassedPawnPush(s, move);
+    if (searchStopped(thread)) return 0;
     int extension = 0;
-    int reduction = 0;
-    if (reducible) {
-      if (nodeType == NODE_PV) {
-        reduction = 13 * log2Of(moveCount) * log2Of(depth) / 64 + 1;
-      } else if (depth > 7) {
-        reduction = 16 * log2Of(moveCount) * log2Of(depth) / 64 + 1;
-      } else {
-        const bool futile = staticEval + 300 * depth < alpha && !isMateScore(alpha);
-        const bool badHistory = depth == 1 && orderScore < 0x30000385 && !isMateScore(alpha);
-        if (futile || badHistory) {
-          ++moveCount;
-          continue;
-        }
-        reduction = log2Of(moveCount) * log2Of(depth) / 4 + 1;
-      }
-    } else if (nodeType == NODE_PV && (move & MOVE_CHECK)) {
-      extension = 1;
+    const int reduction = moveReduction(s, move, orderScore, ttMove, inCheck, nodeType, depth,
+                                        moveCount, staticEval, alpha, extension);
+    if (reduction < 0) {
+      ++moveCount;
+      continue;
     }
-    const int newDepth = depth - 1 + extension;
-
     makeMove(pos, move);
-    int v;
-    if (nodeType != NODE_PV) {
-      v = -search(thread, childType, ply + 1, newDepth - reduction, -beta, -alpha, nullAllowed);
-      if (reduction > 0 && newDepth != 0 && v > alpha)
-        v = -search(thread, childType, ply + 1, newDepth, -beta, -alpha, nullAllowed);
-    } else if (moveCount == 1) {
-      v = -search(thread, NODE_PV, ply + 1, newDepth - reduction, -beta, -alpha, nullAllowed);
-      if (reduction > 0 && newDepth != 0 && v > alpha)
-        v = -search(thread, NODE_PV, ply + 1, newDepth, -beta, -alpha, nullAllowed);
-    } else {
-      v = -search(thread, NODE_CUT, ply + 1, newDepth - reduction, -alpha - 1, -alpha, nullAllowed);
-      if (reduction > 0 && newDepth != 0 && v > alpha)
-        v = -search(thread, NODE_CUT, ply + 1, newDepth, -alpha - 1, -alpha, nullAllowed);
-      if (v > alpha) v = -search(thread, NODE_PV, ply + 1, newDepth, -beta, -alpha, nullAllowed);
-    }
+    const int v = searchMadeMove(thread, nodeType, ply, depth - 1 + extension, reduction, alpha, beta,
+                                 nullAllowed, moveCount);
     unmakeMove(pos);
-    if (stopRequested()) return 0;
+    if (searchStopped(thread)) return 0;
 
     if (v > alpha) {
       alpha = v;
@@ -209,8 +172,10 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
     }
     if (alpha >= beta) break;
     if (trySplit(thread, picker, nodeType, ply, depth, alpha, beta, staticEval, nullAllowed,
-                 moveCount, bestMove))
+                 moveCount, bestMove)) {
+      if (searchStopped(thread)) return 0;
       break;
+    }
     ++moveCount;
   }
 

@@ -6,6 +6,7 @@
 #include "board/types.h"
 #include "search/limits.h"
 #include "search/thread.h"
+#include "search/threads.h"
 
 namespace search {
 
@@ -27,6 +28,11 @@ inline bool stopRequested() {
   return searchLimits.stopRequested.load(std::memory_order_relaxed) != 0;
 }
 
+// The stop checks of a node: the global stop, or a cut-off at the split point the thread works for.
+inline bool searchStopped(const SearchThread& thread) {
+  return stopRequested() || splitPointStopped(thread);
+}
+
 // Reads the clock and raises stopRequested once past the hard deadline (never while pondering).
 void checkClock(SearchThread& thread);
 
@@ -38,10 +44,10 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
 // Captures, promotions and (at depth 0) quiet checks; evasions when in check.
 int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, int beta);
 
-// The parallel search's hook, offered after every searched move of a full-width node. Returns true
-// when the node's remaining moves were searched by a split point (alpha and bestMove then hold its
-// result). Single-threaded for now: never splits.
-struct MovePicker;
+// The parallel search's hook, offered after every searched move of a full-width node (moveCount is
+// that move's count). Splits the node when it is deep enough and another thread is free; returns
+// true when the node's remaining moves were searched at the split point (alpha and bestMove then
+// hold its result). With one thread it never splits.
 bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, int depth, int& alpha,
               int beta, int staticEval, int nullAllowed, int moveCount, board::Move& bestMove);
 

@@ -9,6 +9,7 @@
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/eval.h"
+#include "search/split_point.h"
 
 namespace search {
 
@@ -30,6 +31,14 @@ struct SearchThread {
   std::atomic<uint64_t> nodes{0};   // full-width and quiescence nodes of this thread
   std::atomic<uint64_t> tbHits{0};  // successful tablebase probes of this thread
   uint64_t nextClockCheck = 0;      // own node count at which the clock is read next
+
+  // Parallel search. `state` and `exitRequested` are read by spinning threads; `splitPoint` is
+  // written by the thread that books this one and read at every node for the stop check.
+  std::atomic<int> state{THREAD_IDLE};
+  std::atomic<int> exitRequested{0};
+  std::atomic<SplitPoint*> splitPoint{nullptr};  // the split point it works for right now
+  std::array<SplitPoint, MAX_SPLIT_POINTS> splitPoints;  // owned split points, used as a stack
+  int nextSplitPoint = 0;  // first free entry of splitPoints; changed under splitLock
 };
 
 extern std::array<SearchThread, MAX_THREADS> searchThreads;

@@ -1,6 +1,7 @@
-// tesmar bench [depth]: a fixed set of positions searched one after another to a fixed depth with one
-// thread and 16 MB of hash after a new game, book and tablebases off. The total node count is the
-// search's fingerprint: any change to the search, the evaluation or the move ordering changes it.
+// tesmar bench [depth] [threads]: a fixed set of positions searched one after another to a fixed depth with one
+// thread (unless a count is given) and 16 MB of hash after a new game, book and tablebases off. The
+// one-thread node count is the search's fingerprint: any change to the search, the evaluation or the
+// move ordering changes it.
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -74,12 +75,12 @@ constexpr const char* BENCH_POSITIONS[] = {
 
 int runBenchTool(int argc, char** argv) {
   int depth = DEFAULT_BENCH_DEPTH;
-  if (argc >= 1) {
-    depth = std::atoi(argv[0]);
-    if (depth < 1 || depth > 63) {
-      std::fprintf(stderr, "usage: tesmar bench [depth 1-63]\n");
-      return 2;
-    }
+  int threads = 1;  // more threads measure the parallel search's speed; their node count varies
+  if (argc >= 1) depth = std::atoi(argv[0]);
+  if (argc >= 2) threads = std::atoi(argv[1]);
+  if (depth < 1 || depth > 63 || threads < 1 || threads > search::MAX_THREADS) {
+    std::fprintf(stderr, "usage: tesmar bench [depth 1-63] [threads 1-64]\n");
+    return 2;
   }
   if (!search::ttAllocate(search::tt, eval::pawnCache, BENCH_HASH_MB)) {
     platform::printLine("TT allocation error\n");
@@ -89,7 +90,7 @@ int runBenchTool(int argc, char** argv) {
   for (auto& ply : thread.killers) ply = {};
 
   search::SearchLimits& limits = search::searchLimits;
-  limits.threads = 1;
+  limits.threads = threads;
   limits.strength = 100;
   limits.drawScore = 0;
   limits.syzygyProbeLimit = 0;

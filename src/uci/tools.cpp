@@ -14,7 +14,7 @@ int runTool(int argc, char** argv) {
   if (std::strcmp(name, "eval") == 0) return runEvalTool(argc - 2, argv + 2);
   if (std::strcmp(name, "probe") == 0) return runProbeTool(argc - 2, argv + 2);
   std::fprintf(stderr,
-               "usage: tesmar [perft <depth> [FEN] | bench [depth] | eval [FEN] | probe <syzygy-path> <FEN>]\n"
+               "usage: tesmar [perft <depth> [FEN] | bench [depth] [threads] | eval [FEN] | probe <syzygy-path> <FEN>]\n"
                "Without arguments Tesmar is a UCI engine on standard input and output.\n");
   return 2;
 }

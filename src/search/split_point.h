@@ -1,0 +1,116 @@
+#pragma once
+// Split points of the parallel search, the thread states and the waiting helpers.
+//
+// A node that has searched at least one move may become a split point: its remaining moves are
+// handed out one at a time, under the split point's lock, to its owner and to idle threads that the
+// owner booked. Hand-over order: the owner fills the split point and its copy of the position
+// stack, then books each helper (its `splitPoint`, then `state` = THREAD_BOOKED, release), then sets
+// THREAD_WORKING; a helper reads the split point only after it has seen THREAD_BOOKED (acquire), and
+// starts searching only after it has seen THREAD_WORKING.
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "board/position.h"
+#include "board/types.h"
+#include "platform/bits.h"
+
+namespace search {
+
+struct MovePicker;
+
+constexpr int MAX_SPLIT_POINTS = 8;       // nested split points owned by one thread
+constexpr int MAX_SPLIT_POINT_THREADS = 6;  // owner included
+
+// Thread states (one bit each, so that tests can combine them).
+constexpr int THREAD_WORKING = 1;   // searching: thread 0 for the whole search, a helper on a split point
+constexpr int THREAD_IDLE = 2;      // waiting for work; any split may book it
+constexpr int THREAD_BOOKED = 4;    // booked for a split point, copying its position
+constexpr int THREAD_WAITING = 8;   // owner waiting for its helpers; only those helpers may book it
+constexpr int THREAD_STARTING = 16;  // created, not yet in its idle loop
+
+// One split node shared by its owner and up to five helpers. Every plain field is written by the
+// owner before any helper is booked and afterwards read and written only under `lock`; `workers`
+// and `stopped` are also read without the lock (spinning owners, stop checks at every node).
+struct SplitPoint {
+  int nodeType = 0;
+  int alpha = 0;  // raised by every thread
+  int beta = 0;
+  int staticEval = 0;
+  int moveCount = 0;  // the move loop's counter, shared
+  board::Move bestMove = 0;  // the move that last raised alpha
+  int depth = 0;
+  int ply = 0;
+  int nullAllowed = 0;
+  // The node's move picker (stage, hash move, killers, move list and cursor), in the owner's node
+  // frame, which the owner leaves only once `workers` is 0.
+  MovePicker* picker = nullptr;
+  std::atomic<int> stopped{0};  // a move reached beta
+  std::mutex lock;
+  std::atomic<uint64_t> workers{0};  // bit i set while thread i works here
+  // The owner's stack up to the split node; positions.current is the split node's record.
+  board::Position positions;
+};
+
+// ---- booking rules, on plain values so that they can be tested without threads ----
+
+// Whether a thread of the given state may be booked by thread `self`: an idle thread always; a
+// thread waiting for the helpers of its latest split point (whose workers are `latestWorkers`) only
+// by one of those helpers.
+constexpr bool isAvailable(int self, int state, uint64_t latestWorkers) {
+  return state == THREAD_IDLE ||
+         (state == THREAD_WAITING && ((latestWorkers >> self) & 1) != 0);
+}
+
+// Whether a node may be offered to the parallel search at all.
+constexpr bool maySplit(int threadCount, int depth, int minSplitDepth, int splitPointsInUse) {
+  return threadCount >= 2 && depth >= minSplitDepth && splitPointsInUse < MAX_SPLIT_POINTS;
+}
+
+// The workers mask of a new split point of thread `self`: its own bit plus the available threads in
+// ascending order while the mask has fewer than MAX_SPLIT_POINT_THREADS bits. states[j] and
+// latestWorkers[j] are thread j's state and the workers of its most recent split point.
+constexpr uint64_t chooseWorkers(int self, int threadCount, const int* states,
+                                 const uint64_t* latestWorkers) {
+  uint64_t mask = uint64_t(1) << self;
+  for (int j = 0; j < threadCount && platform::popcount(mask) < MAX_SPLIT_POINT_THREADS; ++j)
+    if (j != self && isAvailable(self, states[j], latestWorkers[j])) mask |= uint64_t(1) << j;
+  return mask;
+}
+
+// ---- waiting ----
+
+// Set at the start of every search when it runs more search threads than the machine has hardware
+// threads: waiting threads then give their processor away sooner.
+extern std::atomic<int> oversubscribed;
+
+// One step of a wait: a pause hint for a short while, then a yield of the processor, and once the
+// wait has lasted long (an idle helper, an owner waiting for a long subtree) a short sleep between
+// checks, so that spinning threads never starve the threads that do the work when the machine has
+// fewer free processors than the engine has threads (oversubscribed, or loaded by other programs).
+// Keep one SpinWait per wait.
+class SpinWait {
+ public:
+  void pause() {
+    const int spins = oversubscribed.load(std::memory_order_relaxed) ? OVERSUBSCRIBED_SPINS : SPINS;
+    if (steps_ < spins) {
+      platform::cpuPause();
+    } else if (steps_ < spins + YIELDS) {
+      yieldProcessor();
+    } else {
+      sleepShortly();
+      return;
+    }
+    ++steps_;
+  }
+
+ private:
+  static constexpr int SPINS = 128;
+  static constexpr int OVERSUBSCRIBED_SPINS = 16;
+  static constexpr int YIELDS = 100;
+  static void yieldProcessor();
+  static void sleepShortly();  // 50 microseconds
+  int steps_ = 0;
+};
+
+}  // namespace search

@@ -1,0 +1,33 @@
+#pragma once
+// The parallel search: helper threads that spin idle between split points, and the split itself.
+// With one thread nothing here runs: startThreads creates no helper and the move loop never
+// splits.
+#include "search/split_point.h"
+#include "search/thread.h"
+
+namespace search {
+
+// Split points created since the process started (diagnostics and tests).
+extern std::atomic<uint64_t> splitsMade;
+
+// Prepares thread 0 for a search (working, no split point) and starts threadCount - 1 helpers in
+// their idle loop; returns once every helper has started.
+void startThreads(int threadCount);
+// Asks every helper to leave, joins them, and leaves thread 0 idle.
+void stopThreads();
+
+// The loop of a helper thread: waits for a split point to book it, helps there, waits again, until
+// exitRequested is set.
+void idleLoop(SearchThread& thread);
+
+// The owner's and every helper's share of a split point: takes the split node's moves one at a time
+// under its lock and searches them, until none is left or a move reached beta.
+void splitPointLoop(SearchThread& thread, SplitPoint& sp);
+
+// Whether the split point that the thread works for has been cut off (a move there reached beta).
+inline bool splitPointStopped(const SearchThread& thread) {
+  const SplitPoint* sp = thread.splitPoint.load(std::memory_order_relaxed);
+  return sp != nullptr && sp->stopped.load(std::memory_order_relaxed) != 0;
+}
+
+}  // namespace search

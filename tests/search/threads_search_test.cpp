@@ -1,0 +1,155 @@
+// The parallel search in-process: sound results with several threads, stops during a search,
+// repeated searches with changing thread counts. These are the tests to run under ThreadSanitizer.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "platform/clock.h"
+#include "search/driver.h"
+#include "search/search.h"
+#include "search/threads.h"
+#include "search_helpers.h"
+
+namespace {
+
+using namespace search;
+
+// Fills searchLimits for a search of the root position with the given thread count: iterations up
+// to depth complete (depth 0: no depth limit), or, with a time, the clock of the side to move.
+void prepareLimits(int threads, int depth, int timeMs = 0) {
+  SearchLimits& limits = searchLimits;
+  board::Position& pos = rootPosition();
+  limits.rootMoveCount =
+      int(board::generateLegalMoves(pos, limits.rootMoves.data()) - limits.rootMoves.data());
+  limits.movesToGo = 0;
+  limits.timeMs = timeMs;
+  limits.incrementMs = 0;
+  limits.movesPlayed = 0;
+  limits.clockGiven = timeMs > 0;
+  limits.depthLimit = depth > 0 ? depth + 1 : 64;
+  limits.drawScore = 0;
+  limits.strength = 100;
+  limits.threads = threads;
+  limits.syzygyProbeLimit = 0;
+  limits.logEnabled = false;
+  limits.silent = true;
+  limits.pondering.store(0);
+  limits.stopRequested.store(0);
+  limits.startMs = platform::nowMs();
+}
+
+bool isRootMove(board::Move move) {
+  const auto& moves = searchLimits.rootMoves;
+  return move != 0 &&
+         std::find(moves.begin(), moves.begin() + searchLimits.rootMoveCount, move) !=
+             moves.begin() + searchLimits.rootMoveCount;
+}
+
+void expectAllThreadsIdle(int threads) {
+  for (int i = 0; i < threads; ++i) {
+    EXPECT_FALSE(searchThreads[i].handle.joinable()) << "thread " << i;
+    EXPECT_EQ(searchThreads[i].nextSplitPoint, 0) << "thread " << i;
+  }
+  EXPECT_EQ(searchThreads[0].state.load(), THREAD_IDLE);
+}
+
+struct MateCase {
+  const char* fen;
+  int mateIn;
+};
+
+const MateCase kMates[] = {
+    {"r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 2},
+    {"6k1/pp4p1/2p5/2bp4/8/P5Pb/1P3rrP/2BRRN1K b - - 0 1", 2},
+    {"2r3k1/p4p2/3Rp2p/1p2P1pK/8/1P4P1/P3Q2P/1q6 b - - 0 1", 3},
+    {"r1b1kb1r/pppp1ppp/5q2/4n3/3KP3/2N3PN/PPP4P/R1BQ1B1R b kq - 0 1", 3},
+    {"1k5r/pP3ppp/3p2b1/1BN1n3/1Q2P3/P1B5/KP3P1P/7q w - - 1 1", 3},
+};
+
+// Mates are still found, with a principal variation that really mates.
+TEST(ThreadsSearch, MatesAreFoundWithTwoFourAndEightThreads) {
+  for (int threads : {2, 4, 8}) {
+    for (const MateCase& c : kMates) {
+      searchtest::newGame();
+      ASSERT_TRUE(searchtest::setRoot(c.fen));
+      prepareLimits(threads, 2 * c.mateIn + 2);
+      runSearch();
+      const SearchResult& result = lastSearch;
+      // Never shorter than the shortest mate; possibly longer (razoring against a mate bound).
+      EXPECT_GE(result.score, board::MATE - (2 * c.mateIn + 3)) << threads << " threads: " << c.fen;
+      EXPECT_LE(result.score, board::MATE - (2 * c.mateIn - 1)) << threads << " threads: " << c.fen;
+      EXPECT_TRUE(searchtest::pvMates(result)) << threads << " threads: " << c.fen;
+      expectAllThreadsIdle(threads);
+    }
+  }
+}
+
+// Fixed-depth searches with two and four threads over varied positions reach the depth and play a
+// legal move; the helpers leave after every search.
+TEST(ThreadsSearch, FixedDepthSearchesWithTwoAndFourThreads) {
+  const char* positions[] = {
+      board::START_FEN,
+      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+      "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+      "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
+      "4rrk1/pp1n3p/3q2pQ/2p1pb2/2PP4/2P3N1/P2B2PP/4RRK1 b - - 7 19",
+  };
+  const uint64_t splitsBefore = splitsMade.load();
+  for (int threads : {2, 4}) {
+    searchtest::newGame();
+    for (const char* fen : positions) {
+      ASSERT_TRUE(searchtest::setRoot(fen));
+      prepareLimits(threads, 8);
+      runSearch();
+      EXPECT_EQ(lastSearch.depth, 8) << threads << " threads: " << fen;
+      EXPECT_TRUE(isRootMove(lastSearch.bestMove)) << threads << " threads: " << fen;
+      EXPECT_GT(lastSearch.nodes, 0u);
+      expectAllThreadsIdle(threads);
+    }
+  }
+  EXPECT_GT(splitsMade.load(), splitsBefore) << "no node was ever split";
+}
+
+// "stop" during a search, again and again, with the thread count changed between searches.
+TEST(ThreadsSearch, StopDuringSearchWithChangingThreadCounts) {
+  searchtest::newGame();
+  const char* positions[] = {
+      board::START_FEN,
+      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+      "r1bq1rk1/pp2ppbp/2np1np1/8/3NP3/2N1BP2/PPPQ2PP/R3KB1R w KQ - 3 9",
+  };
+  const int threadCounts[] = {2, 4, 1, 8, 3, 2, 5, 4};
+  for (int round = 0; round < 24; ++round) {
+    const int threads = threadCounts[round % 8];
+    ASSERT_TRUE(searchtest::setRoot(positions[round % 3]));
+    prepareLimits(threads, 0);
+    startSearch();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5 + 7 * (round % 6)));
+    stopSearch();
+    EXPECT_TRUE(isRootMove(lastSearch.bestMove) || lastSearch.depth == 0) << "round " << round;
+    expectAllThreadsIdle(threads);
+  }
+}
+
+// A hundred short searches in a row with four threads, on a real clock: every one ends.
+TEST(ThreadsSearch, HundredShortSearchesEnd) {
+  searchtest::newGame();
+  const char* positions[] = {
+      board::START_FEN,
+      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+      "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+      "6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1",
+  };
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_TRUE(searchtest::setRoot(positions[i % 4]));
+    prepareLimits(4, 0, 100 + 37 * (i % 9));
+    runSearch();
+    EXPECT_TRUE(isRootMove(lastSearch.bestMove)) << "search " << i;
+  }
+  expectAllThreadsIdle(4);
+}
+
+}  // namespace
