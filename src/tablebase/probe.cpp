@@ -169,8 +169,17 @@ int probeDtzTable(Position& pos, int wdl, int& success) {
   return value;
 }
 
+// Whether the position stack has room for the probes' moves. Valid tables never come close; a
+// damaged DTZ file that claims to be stored for the other side at every ply would otherwise recurse
+// without end.
+bool stackFull(const Position& pos) { return board::stackIndex(pos) >= board::MAX_STATES - 2; }
+
 // Alpha-beta over captures on top of the stored values.
 int probeAb(Position& pos, int alpha, int beta, int& success) {
+  if (stackFull(pos)) {
+    success = 0;
+    return 0;
+  }
   board::ScoredMove list[board::MAX_MOVES];
   board::ScoredMove* end = board::isInCheck(board::currentState(pos))
                                ? board::generateEvasions(pos, list)
@@ -235,6 +244,10 @@ int bestEnPassant(Position& pos, int& success, bool& onlyEnPassant) {
 }
 
 int probeDtzNoEp(Position& pos, int& success) {
+  if (stackFull(pos)) {
+    success = 0;
+    return 0;
+  }
   success = 1;
   const int wdl = probeAb(pos, -2, 2, success);
   if (success == 0) return 0;

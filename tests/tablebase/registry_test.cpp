@@ -135,4 +135,30 @@ TEST_F(TablebaseRegistry, MissingOrDamagedFileDisablesItsTableOnce) {
   }
 }
 
+// A DTZ file of a symmetric table that claims, for one pawn file, to be stored for the other side
+// to move would send the probe one ply deeper at every ply; the probe gives up instead.
+TEST_F(TablebaseRegistry, DamagedSideFlagEndsTheDtzProbe) {
+  const std::string dir = testsupport::makeTempDir();
+  copyFile(data + "/syzygy/KPvKP.rtbw", dir + "/KPvKP.rtbw");
+  std::ifstream in(data + "/syzygy/KPvKP.rtbz", std::ios::binary);
+  std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ASSERT_GT(bytes.size(), 31u);
+  ASSERT_EQ(bytes[30], 0x02);  // the flags of the first file's table: a value map follows
+  bytes[30] |= 1;
+  std::ofstream(dir + "/KPvKP.rtbz", std::ios::binary).write(bytes.data(), long(bytes.size()));
+  registerAndCapture(dir);
+
+  static board::Position pos;
+  // Won without a pawn move or capture that keeps the win: the DTZ table decides.
+  for (const char* fen : {"5K2/8/8/8/p7/P7/8/1k6 b - - 0 1", "1K6/8/p7/P7/8/8/8/5k2 w - - 0 1"}) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen));
+    int success = 1;
+    (void)tb::probeDtz(pos, success);
+    EXPECT_EQ(board::stackIndex(pos), 0);
+    success = 0;
+    EXPECT_EQ(tb::probeWdl(pos, success), 2) << fen;  // the WDL file is intact
+    EXPECT_NE(success, 0);
+  }
+}
+
 }  // namespace
