@@ -248,6 +248,7 @@ void handleGo(const char* line) {
   search::SearchLimits& limits = search::searchLimits;
   parseGo(line, search::rootPosition(), limits);
   limits.startMs = arrivalMs;
+  limits.silent = false;  // a "go" of the protocol always prints its search
   limits.drawScore = engineSettings.drawScore;
   limits.strength = engineSettings.strength;
   limits.threads = std::clamp(engineSettings.threads, 1, search::MAX_THREADS);

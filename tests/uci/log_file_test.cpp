@@ -107,6 +107,28 @@ bool hugeAllocationFails() {
   return totalKb > 0 && totalKb < (48ll << 20);
 }
 
+TEST(E2ENewGame, TablebasesRegisterOnceAndAMissingBookIsSilent) {
+  EngineProcess engine(testsupport::makeTempDir());
+  engine.send("setoption name Hash value 1");
+  engine.send("setoption name OwnBook value true");
+  engine.send("setoption name BookFile value ./no-such-book.bin");
+  engine.send("ucinewgame");
+  engine.send("isready");
+  EXPECT_EQ(engine.readLine(20000).value_or("<none>"), "info string Found 0 tablebases.");
+  EXPECT_EQ(engine.readLine(20000).value_or("<none>"), "readyok");
+  engine.send("ucinewgame");
+  engine.send("position startpos");
+  engine.send("isready");
+  EXPECT_EQ(engine.readLine(20000).value_or("<none>"), "readyok");
+  // The search runs without the book: it prints its own lines.
+  engine.send("go depth 2");
+  std::vector<std::string> seen;
+  EXPECT_TRUE(engine.waitFor("bestmove", 20000, &seen));
+  EXPECT_EQ(seen.front().rfind("info depth  1 ", 0), 0u) << seen.front();
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
+}
+
 TEST(E2ENewGame, AllocationFailureEndsTheProcess) {
   if (!hugeAllocationFails()) GTEST_SKIP() << "this machine might grant a 72 GiB hash";
   EngineProcess engine(testsupport::makeTempDir());
