@@ -1,6 +1,7 @@
 # Tesmar: thin wrapper around CMake.
 #   make run            build the release engine and start it (UCI on stdin/stdout)
-#   make test           build and run every test (unit, perft, end-to-end)
+#   make test           every check CI runs: the tests on the release build, again under ASan + UBSan,
+#                       the threaded tests under TSan, and each fuzzer for a few seconds
 #   make EXE=<path>     build the release engine and copy it to <path>
 #   make portable       release build without CPU features beyond x86-64 + popcnt
 #   make perft-full     every depth of the perft suite (long)
@@ -11,7 +12,7 @@ CMAKE   ?= cmake
 RELEASE := build/release
 TESTDIR := build/test
 
-.PHONY: all release run test portable perft-full slow bench tsan deps clean
+.PHONY: all release run test test-release test-asan portable perft-full slow bench tsan deps clean
 
 all: release
 ifneq ($(EXE),)
@@ -46,10 +47,25 @@ portable: deps
 $(TESTDIR)/CMakeCache.txt: | deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 
-test: deps
+# The full test command (CI runs exactly this): each step stops the run at its first failure.
+test: test-release test-asan tsan fuzz-smoke
+
+test-release: deps
+	@echo "== unit, perft and end-to-end tests (release build)"
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
 	cd $(TESTDIR) && ctest -j $(JOBS) --output-on-failure -LE slow
+
+# The same tests with the engine and the tests built with AddressSanitizer + UndefinedBehaviorSanitizer
+# (-O1; the perft suite stops at 2 M leaves a position there). Any report fails the test that caused it.
+SAN_ENV := ASAN_OPTIONS=abort_on_error=1:detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+           TESMAR_PERFT_LEAVES=2000000
+test-asan: deps
+	@echo "== unit, perft and end-to-end tests under ASan + UBSan"
+	$(CMAKE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Sanitize -DCMAKE_CXX_FLAGS_SANITIZE="-O1 -g1" \
+	  -DTESMAR_SANITIZE=ON -DTESMAR_TESTS=ON >/dev/null
+	$(CMAKE) --build build/asan -j $(JOBS)
+	cd build/asan && $(SAN_ENV) ctest -j $(JOBS) --output-on-failure -LE slow
 
 perft-full: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
@@ -63,9 +79,11 @@ slow: deps
 
 # The multi-threaded search tests (suites named *Threads*) under ThreadSanitizer, engine included.
 tsan: deps
-	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESMAR_TSAN=ON -DTESMAR_TESTS=ON >/dev/null
+	@echo "== multi-threaded search tests under ThreadSanitizer"
+	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Sanitize -DCMAKE_CXX_FLAGS_SANITIZE="-O1 -g1" \
+	  -DTESMAR_TSAN=ON -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build build/tsan -j $(JOBS) --target search_tests tesmar
-	build/tsan/search_tests --gtest_filter='*Threads*'
+	TSAN_OPTIONS=halt_on_error=1 build/tsan/search_tests --gtest_filter='*Threads*'
 
 bench: release
 	$(RELEASE)/tesmar bench
@@ -75,7 +93,7 @@ clean:
 
 # Fuzzing (clang + libFuzzer + ASan/UBSan). FUZZ_SECONDS per target.
 FUZZ_SECONDS ?= 600
-.PHONY: fuzz fuzz-build fuzz-deps
+.PHONY: fuzz fuzz-build fuzz-deps fuzz-smoke
 fuzz-deps:
 	@command -v clang++ >/dev/null 2>&1 && ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || { \
 	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
@@ -88,8 +106,13 @@ fuzz-build: deps fuzz-deps
 fuzz: fuzz-build
 	tools/run_fuzzers.sh build/fuzz $(FUZZ_SECONDS)
 
-# Self-play soak: SOAK_GAMES games at 1 s + 20 ms with two threads, book and tablebases on.
-SOAK_GAMES ?= 300
+# A short run of every fuzzer (15 s each) as part of the full test command.
+fuzz-smoke: fuzz-build
+	@echo "== fuzz targets, 15 s each"
+	tools/run_fuzzers.sh build/fuzz 15
+
+# Self-play soak: SOAK_GAMES games at 40 moves in 2 s with two threads, book and tablebases on.
+SOAK_GAMES ?= 200
 .PHONY: soak
 soak: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null

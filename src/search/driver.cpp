@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <cstdarg>
 #include <cstdio>
 
 #include "board/make_move.h"
@@ -55,10 +56,12 @@ void emit(const char* text) {
 }
 
 // Appends formatted text to a line buffer.
-template <typename... Args>
-void append(char* buffer, int size, int& length, const char* format, Args... args) {
+[[gnu::format(printf, 4, 5)]] void append(char* buffer, int size, int& length, const char* format, ...) {
   if (length >= size) return;
-  const int written = std::snprintf(buffer + length, size_t(size - length), format, args...);
+  va_list args;
+  va_start(args, format);
+  const int written = std::vsnprintf(buffer + length, size_t(size - length), format, args);
+  va_end(args);
   if (written > 0) length = std::min(size - 1, length + written);
 }
 

@@ -78,6 +78,8 @@ GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock
   std::vector<uint64_t> keys{board::currentState(pos).key};
   std::string moveList;
   int64_t timeLeft[2] = {clock.baseMs, clock.baseMs};
+  result.lowestClockMs = clock.baseMs;
+  int timedMoves[2] = {0, 0};
 
   for (EngineProcess* e : {&white, &black}) {
     e->send("ucinewgame");
@@ -129,9 +131,12 @@ GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock
 
     EngineProcess& mover = side == 0 ? white : black;
     mover.send("position startpos" + (moveList.empty() ? std::string() : " moves " + moveList));
-    char go[128];
-    std::snprintf(go, sizeof go, "go wtime %lld btime %lld winc %d binc %d", (long long)timeLeft[0],
-                  (long long)timeLeft[1], clock.incrementMs, clock.incrementMs);
+    char go[160];
+    int length = std::snprintf(go, sizeof go, "go wtime %lld btime %lld winc %d binc %d", (long long)timeLeft[0],
+                               (long long)timeLeft[1], clock.incrementMs, clock.incrementMs);
+    if (clock.movesPerPeriod > 0)
+      std::snprintf(go + length, sizeof go - size_t(length), " movestogo %d",
+                    clock.movesPerPeriod - timedMoves[side] % clock.movesPerPeriod);
     const int64_t start = monotonicMs();
     mover.send(go);
     auto line = mover.waitFor("bestmove", int(timeLeft[side]) + 10000);
@@ -143,13 +148,16 @@ GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock
       break;
     }
     timeLeft[side] -= elapsed;
-    if (timeLeft[side] < 0) {
+    if (timeLeft[side] < result.lowestClockMs) result.lowestClockMs = long(timeLeft[side]);
+    if (timeLeft[side] < -clock.toleranceMs) {
       result.end = GameEnd::TimeLoss;
       result.score = side == 0 ? -1 : 1;
-      result.detail = "overran by " + std::to_string(-timeLeft[side]) + " ms";
+      result.detail = "overran by " + std::to_string(-timeLeft[side]) + " ms after: " + moveList;
       break;
     }
+    if (timeLeft[side] < 0) timeLeft[side] = 0;
     timeLeft[side] += clock.incrementMs;
+    if (clock.movesPerPeriod > 0 && ++timedMoves[side] % clock.movesPerPeriod == 0) timeLeft[side] += clock.baseMs;
     std::istringstream words(*line);
     std::string word, text;
     words >> word >> text;

@@ -12,6 +12,12 @@ namespace testsupport {
 struct MatchClock {
   int baseMs = 2000;
   int incrementMs = 50;
+  // An overrun up to this many milliseconds is taken as the operating system's scheduling on a busy
+  // machine, not the engine's budget: the clock is set to zero and the game goes on.
+  int toleranceMs = 0;
+  // Repeating periods: every movesPerPeriod moves of a side add baseMs to its clock, and "go" carries
+  // "movestogo". 0: one period for the whole game.
+  int movesPerPeriod = 0;
 };
 
 enum class GameEnd { Checkmate, Stalemate, Repetition, FiftyMoves, Material, MoveLimit, IllegalMove, TimeLoss, NoAnswer };
@@ -23,6 +29,7 @@ struct GameResult {
   std::string moves;   // the game in coordinate notation
   std::string detail;  // what went wrong, for failures
   long peakRssKb = 0;  // largest resident set of the two engines seen during the game
+  long lowestClockMs = 0;  // lowest time left after a move, over both sides (negative: a tolerated overrun)
 };
 
 // True for the endings that mean an engine misbehaved.

@@ -2,7 +2,7 @@
 """Runs an EPD test suite (bm/am in SAN) through a UCI engine with "go movetime" per position.
 
 usage: run_epd.py <engine> <suite.epd> <movetime-ms> [max-positions]
-e.g.   tests/search/run_epd.py build/release/tesmar ../shared/data/wac.epd 1000
+e.g.   tools/run_epd.py build/release/tesmar ../shared/data/wac.epd 1000
 Prints the positions whose best move was missed, then "solved N of M".
 """
 import re, subprocess, sys, time
