@@ -18,19 +18,19 @@ bool startsWith(const std::string& line, const char* prefix) {
   return line.compare(0, std::strlen(prefix), prefix) == 0;
 }
 
-// Rewrites the lines that would leave the sandbox; returns false for lines to drop.
-bool tame(std::string& line) {
+// Drops the lines that would leave the sandbox (log file, other book or tablebase paths).
+bool tame(const std::string& line) {
   if (!startsWith(line, "setoption name ")) return true;
   const std::string rest = line.substr(15);
-  if (startsWith(rest, "Log") || startsWith(rest, "BookFile") || startsWith(rest, "SyzygyPath"))
-    return false;
-  if (startsWith(rest, "Hash ")) {
-    if (uci::parseInteger(line.c_str() + line.find_last_of(' ') + 1) > 16) line = "setoption name Hash value 16\n";
-  }
-  if (startsWith(rest, "Threads ")) {
-    if (uci::parseInteger(line.c_str() + line.find_last_of(' ') + 1) > 2) line = "setoption name Threads value 2\n";
-  }
-  return true;
+  return !(startsWith(rest, "Log") || startsWith(rest, "BookFile") || startsWith(rest, "SyzygyPath"));
+}
+
+// Hash and Threads are clamped after the engine's own parser has read them: the value is whatever
+// follows the word after the name ("value 2500 x" means 2,500 MiB), which no rewrite of the line
+// can second-guess reliably. Nothing is allocated before "ucinewgame" or "go" reads the settings.
+void clampResources() {
+  uci::engineSettings.hashMb = std::min(uci::engineSettings.hashMb, 16);
+  uci::engineSettings.threads = std::min(uci::engineSettings.threads, 2);
 }
 
 }  // namespace
@@ -63,6 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ++lines;
     if (!tame(line)) continue;
     if (!uci::handleLine(line.c_str())) break;
+    clampResources();
   }
   search::stopSearch();
   return 0;

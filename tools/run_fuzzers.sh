@@ -1,14 +1,20 @@
 #!/usr/bin/env bash
 # Runs every fuzz target of a fuzz build for the given number of seconds each, seeding the corpora
-# from the shared test data. Usage: tools/run_fuzzers.sh <fuzz-build-dir> <seconds-per-target>
+# from the shared test data (what the targets print goes to /dev/null, libFuzzer's report to <target>.log).
+# Usage: tools/run_fuzzers.sh <fuzz-build-dir> <seconds-per-target> [target...]
+# (no targets named: every *_fuzz of the build).
 set -euo pipefail
 build=$1
 seconds=$2
+shift 2
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  for exe in "$build"/*_fuzz; do targets+=("$(basename "$exe")"); done
+fi
 root=$(cd "$(dirname "$0")/.." && pwd)
 data="$root/../shared/data"
 status=0
-for exe in "$build"/*_fuzz; do
-  name=$(basename "$exe")
+for name in "${targets[@]}"; do
   corpus="$build/corpus-$name"
   mkdir -p "$corpus"
   if [ -z "$(ls -A "$corpus")" ]; then
@@ -37,7 +43,7 @@ for exe in "$build"/*_fuzz; do
   fi
   echo "== $name for ${seconds}s"
   if ! (cd "$build" && "./$name" "corpus-$name" -max_total_time="$seconds" -timeout=30 \
-        -rss_limit_mb=4096 -print_final_stats=1 2>"$name.log"); then
+        -rss_limit_mb=4096 -print_final_stats=1 >/dev/null 2>"$name.log"); then
     echo "!! $name found a problem; see $build/$name.log and the crash-* file in $build"
     tail -40 "$build/$name.log"
     status=1
