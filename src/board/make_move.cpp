@@ -32,7 +32,7 @@ constexpr Bitboard typeMask(int type, int bitIndex) { return Bitboard(0) - Bitbo
 
 }  // namespace
 
-void makeMove(Position& pos, Move move) {
+void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
   pushCopy(pos);
   BoardState& s = *pos.current;
   const int b = s.flags & FLAG_BLACK;
@@ -143,6 +143,7 @@ void makeMove(Position& pos, Move move) {
   const bool irreversible = piece == PAWN || (move & MOVE_CAPTURE);
   if (irreversible) s.halfmoveClock = 0;
 
+  if (prefetch) prefetch(key);
   s.key = key;
   s.pawnKey = pawnKey;
   s.psqMg = int16_t(mg);

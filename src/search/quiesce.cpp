@@ -139,7 +139,7 @@ int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, i
       }
     }
 
-    makeMove(pos, m);
+    makeMove(pos, m, ttPrefetch);
     const int v = -quiesce(thread, childType, ply + 1, depth - 1, -beta, -alpha);
     unmakeMove(pos);
     if (v > alpha) {

@@ -160,7 +160,7 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
       ++moveCount;
       continue;
     }
-    makeMove(pos, move);
+    makeMove(pos, move, ttPrefetch);
     const int v = searchMadeMove(thread, nodeType, ply, depth - 1 + extension, reduction, alpha, beta,
                                  nullAllowed, moveCount);
     unmakeMove(pos);

@@ -9,6 +9,7 @@
 #include "search/move_loop.h"
 #include "search/move_picker.h"
 #include "search/search.h"
+#include "search/tt.h"
 
 namespace search {
 
@@ -120,7 +121,7 @@ void splitPointLoop(SearchThread& thread, SplitPoint& sp) {
     if (reduction < 0) continue;
     sp.lock.unlock();
 
-    board::makeMove(pos, move);
+    board::makeMove(pos, move, ttPrefetch);
     const int v = searchMadeMove(thread, sp.nodeType, sp.ply, sp.depth - 1 + extension, reduction,
                                  alpha, sp.beta, sp.nullAllowed, moveCount);
     board::unmakeMove(pos);
