@@ -39,28 +39,23 @@ Fixture& fixture() {
   return f;
 }
 
-void BM_ProbeWdl(benchmark::State& state) {
+// Probes the vector positions in turn with `probe` (tb::probeWdl or tb::probeDtz).
+template <int (*probe)(board::Position&, int&)>
+void probeAll(benchmark::State& state) {
   Fixture& f = fixture();
   if (f.positions.empty()) state.SkipWithError("syzygy_vectors.txt not found");
   size_t i = 0;
   for (auto _ : state) {
     int success;
-    benchmark::DoNotOptimize(tb::probeWdl(*f.positions[i], success));
+    benchmark::DoNotOptimize(probe(*f.positions[i], success));
     if (++i == f.positions.size()) i = 0;
   }
 }
+
+void BM_ProbeWdl(benchmark::State& state) { probeAll<tb::probeWdl>(state); }
 BENCHMARK(BM_ProbeWdl);
 
-void BM_ProbeDtz(benchmark::State& state) {
-  Fixture& f = fixture();
-  if (f.positions.empty()) state.SkipWithError("syzygy_vectors.txt not found");
-  size_t i = 0;
-  for (auto _ : state) {
-    int success;
-    benchmark::DoNotOptimize(tb::probeDtz(*f.positions[i], success));
-    if (++i == f.positions.size()) i = 0;
-  }
-}
+void BM_ProbeDtz(benchmark::State& state) { probeAll<tb::probeDtz>(state); }
 BENCHMARK(BM_ProbeDtz);
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "board/movegen.h"
 #include "eval/pawn_cache.h"
 #include "search/tt.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -64,13 +65,6 @@ TEST(TTGeometryTest, SizesFollowTheLargestPowerOfTwoOfMegabytes) {
   EXPECT_EQ(ttGeometry(1000).pawnEntries * 16, 64ull << 20);
 }
 
-bool allZero(const void* memory, size_t bytes) {
-  const auto* p = static_cast<const unsigned char*>(memory);
-  for (size_t i = 0; i < bytes; ++i)
-    if (p[i]) return false;
-  return true;
-}
-
 TEST(TTAllocateTest, PawnCacheThenTableInOneZeroedAlignedBlock) {
   TranspositionTable table;
   eval::PawnCache cache;
@@ -86,7 +80,7 @@ TEST(TTAllocateTest, PawnCacheThenTableInOneZeroedAlignedBlock) {
     EXPECT_EQ(cache.mask, g.pawnMask);
     EXPECT_EQ(reinterpret_cast<char*>(table.entries),
               static_cast<char*>(table.hashMemory) + g.pawnEntries * 16);
-    EXPECT_TRUE(allZero(table.hashMemory, table.hashBytes));
+    EXPECT_TRUE(testsupport::allZero(table.hashMemory, table.hashBytes));
     // Dirty both tables; the next allocation must hand back a zeroed block again.
     ttNewSearch(table);
     for (uint64_t k = 0; k < 5000; ++k) {

@@ -6,15 +6,9 @@
 #include "eval/pawn_cache.h"
 #include "uci/commands.h"
 #include "uci/options.h"
+#include "support/memory.h"
 
 namespace {
-
-bool allZero(const void* memory, size_t bytes) {
-  const auto* p = static_cast<const unsigned char*>(memory);
-  for (size_t i = 0; i < bytes; ++i)
-    if (p[i]) return false;
-  return true;
-}
 
 TEST(NewGame, ClearsKillersOfTheThreadsInUseAndRebuildsTheTables) {
   uci::resetSettings(uci::engineSettings);
@@ -34,7 +28,7 @@ TEST(NewGame, ClearsKillersOfTheThreadsInUseAndRebuildsTheTables) {
 
   uci::newGame();
   EXPECT_EQ(search::tt.age, 0u);
-  EXPECT_TRUE(allZero(search::tt.hashMemory, search::tt.hashBytes));
+  EXPECT_TRUE(testsupport::allZero(search::tt.hashMemory, search::tt.hashBytes));
   EXPECT_EQ(search::searchThreads[0].killers[5][0], 0u);
   EXPECT_EQ(search::searchThreads[1].killers[5][1], 0u);
   EXPECT_EQ(search::searchThreads[2].killers[5][0], 0x1234u);  // beyond Threads: untouched
