@@ -49,17 +49,29 @@ TEST(EvaluateFrame, BareMinorPiecesAreDrawnAndRookIsNot) {
   EXPECT_FALSE(evaltest::traceOf("8/8/4k3/8/8/3K4/6P1/8 w - - 0 1").drawnMaterial);
 }
 
-TEST(EvaluateFrame, BlendsMiddleAndEndGameByPhase) {
-  // Three queens for White: the phase passes 24 and the end game gets a negative weight.
-  const char* const fens[] = {"rnbqkbnr/pppppppp/8/8/8/8/QQPPPPPP/RNBQKBNR w - - 0 1",
-                              "r3k3/pp3ppp/8/8/8/8/PPP2PPP/4K2R b - - 0 1",
-                              "4k3/8/8/3n4/8/2B5/PP6/4K3 w - - 0 1"};
-  for (const char* fen : fens) {
-    const eval::EvalTrace t = evaltest::traceOf(fen);
-    EXPECT_EQ(t.blended, ((t.mg + eval::TEMPO) * t.phase + t.eg * (24 - t.phase)) / 24) << fen;
-    EXPECT_EQ(t.score, t.blended) << fen;
+// The evaluation's fingerprint: every term of both colours, the phase and the final score of the
+// positions of a few random games, folded into one checksum. Any change to a weight, a table or a
+// rule of the evaluation changes it.
+TEST(EvaluateFingerprint, RandomGamePositions) {
+  uint64_t hash = 0xCBF29CE484222325ULL;
+  const auto fold = [&hash](int value) { hash = (hash ^ uint32_t(value)) * 0x100000001B3ULL; };
+  int evaluated = 0;
+  for (const std::string& fen : evaltest::randomGameFens(0xF1A9E5ULL, 16, 160)) {
+    auto pos = setUp(fen);
+    ASSERT_TRUE(pos) << fen;
+    if (board::isInCheck(board::currentState(*pos))) continue;
+    eval::EvalContext context;
+    eval::EvalTrace trace;
+    eval::evaluateTraced(*pos, 0, context, trace);
+    for (const auto& term : trace.terms)
+      for (const auto& colour : term)
+        for (const int value : colour) fold(value);
+    fold(trace.phase);
+    fold(trace.score);
+    ++evaluated;
   }
-  EXPECT_EQ(evaltest::traceOf(fens[0]).phase, 32);
+  EXPECT_GT(evaluated, 2000);
+  EXPECT_EQ(hash, 0x5852A6C0E99D0E0DULL);
 }
 
 TEST(EvaluateFrame, OppositeColouredBishopsScaleByThreeQuarters) {
