@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr uint64_t PERFT_DEFAULT_LEAVES = 200'000'000;
+constexpr uint64_t PERFT_DEFAULT_LEAVES = 20'000'000;
 
 struct PerftLine {
   int lineNumber;
