@@ -233,23 +233,6 @@ TEST(E2ESearch, TablebaseHitsAtTheRootAndInTheTree) {
   EXPECT_EQ(lines.back().substr(0, 13), "bestmove d2d4");
 }
 
-// The book answers timed searches at once, never "go ponder" or "go infinite".
-TEST(E2ESearch, BookMovesOnlyWhenNotPondering) {
-  const std::string dir = testsupport::dataDir();
-  if (dir.empty()) GTEST_SKIP() << "no test data (books)";
-  EngineProcess engine;
-  engine.send("setoption name OwnBook value true");
-  engine.send("setoption name BookFile value " + dir + "/books/lines.bin");
-  startEngine(engine);
-  engine.send("go wtime 10000 btime 10000");
-  EXPECT_TRUE(std::regex_match(engine.readLine(5000).value_or(""), std::regex("bestmove [a-h][1-8][a-h][1-8] ")));
-  engine.send("go ponder wtime 10000 btime 10000");
-  for (const std::string& line : engine.drain(300))
-    EXPECT_NE(line.rfind("bestmove", 0), 0u) << "bestmove while pondering";
-  engine.send("stop");
-  EXPECT_TRUE(engine.waitFor("bestmove", 3000));
-}
-
 TEST(E2ESearch, QuitDuringASearchExitsCleanly) {
   EngineProcess engine;
   startEngine(engine);

@@ -14,6 +14,7 @@
 #include "board/movegen.h"
 #include "board/queries.h"
 #include "eval/pawn_cache.h"
+#include "platform/clock.h"
 #include "search/driver.h"
 #include "search/limits.h"
 #include "search/thread.h"
@@ -44,27 +45,32 @@ inline bool setRoot(const std::string& fen, const std::string& moves = "") {
   return true;
 }
 
-// Searches the root position so that iterations 1 to depth complete.
-inline const search::SearchResult& searchRoot(int depth, int drawScoreCp = 0, int strength = 100) {
+// Fills the limits for a search of the root position: iterations 1 to depth complete (depth 0: no
+// depth limit), with a clock of timeMs for the side to move when it is positive.
+inline void prepareLimits(int depth, int threads = 1, int timeMs = 0, int drawScoreCp = 0, int strength = 100) {
   search::SearchLimits& limits = search::searchLimits;
   board::Position& pos = search::rootPosition();
   limits.rootMoveCount =
       int(board::generateLegalMoves(pos, limits.rootMoves.data()) - limits.rootMoves.data());
   limits.movesToGo = 0;
-  limits.timeMs = 0;
+  limits.timeMs = timeMs;
   limits.incrementMs = 0;
   limits.movesPlayed = 0;
-  limits.clockGiven = false;
-  limits.depthLimit = depth + 1;
+  limits.clockGiven = timeMs > 0;
+  limits.depthLimit = depth > 0 ? depth + 1 : 64;
   limits.drawScore = drawScoreCp * 4;
   limits.strength = strength;
-  limits.threads = 1;
+  limits.threads = threads;
   limits.syzygyProbeLimit = 0;
   limits.logEnabled = false;
   limits.silent = true;
   limits.pondering.store(0);
   limits.stopRequested.store(0);
-  limits.startMs = 0;
+  limits.startMs = platform::nowMs();
+}
+
+inline const search::SearchResult& searchRoot(int depth, int drawScoreCp = 0, int strength = 100) {
+  prepareLimits(depth, 1, 0, drawScoreCp, strength);
   search::runSearch();
   return search::lastSearch;
 }
