@@ -46,6 +46,11 @@ TEST(Quiescence, ScoresAndPruning) {
   ASSERT_TRUE(searchtest::setRoot("4k3/8/8/3R4/8/8/8/4K3 b - - 0 1"));
   EXPECT_EQ(score, -staticEval());
   EXPECT_GT(score, before + 3000);
+  // At the last ply the stack allows, the evaluation stands (in check: the draw value).
+  ASSERT_TRUE(searchtest::setRoot("4k3/8/8/3q4/8/8/8/3RK3 w - - 0 1"));
+  EXPECT_EQ(search::quiesce(search::searchThreads[0], search::NODE_PV, search::MAX_PLY - 1, 0, -INF, INF), before);
+  ASSERT_TRUE(searchtest::setRoot("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1"));
+  EXPECT_EQ(search::quiesce(search::searchThreads[0], search::NODE_PV, search::MAX_PLY - 1, 0, -INF, INF), 0);
 
   // The back-rank mate is a quiet check: found at depth 0, not generated below it.
   ASSERT_TRUE(searchtest::setRoot("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1"));
