@@ -145,8 +145,8 @@ void driver() {
     return;
   }
 
-  // Opening book.
-  if (book::bookIsOpen() && !limits.pondering.load()) {
+  // Opening book (not for a mate search, which asks for analysis).
+  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0) {
     const Move bookMove = book::bookProbe(pos, limits.alwaysBestBookMove, moves.data(), limits.rootMoveCount);
     if (bookMove) {
       lastSearch.bestMove = bookMove;
