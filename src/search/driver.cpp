@@ -1,6 +1,7 @@
 #include "search/driver.h"
 
 #include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -32,13 +33,6 @@ namespace {
 
 constexpr int ASPIRATION_MARGIN = 120;
 constexpr int PV_CAPACITY = 64;
-
-uint64_t totalNodes() {
-  uint64_t sum = 0;
-  for (int i = 0; i < std::max(searchLimits.threads, 1); ++i)
-    sum += searchThreads[i].nodes.load(std::memory_order_relaxed);
-  return sum;
-}
 
 uint64_t totalTbHits() {
   uint64_t sum = 0;
@@ -138,7 +132,7 @@ void driver() {
   main.evalContext.strength = limits.strength;
   main.nodes.store(0, std::memory_order_relaxed);
   main.tbHits.store(0, std::memory_order_relaxed);
-  main.nextClockCheck = 1024;
+  main.nextClockCheck = CLOCK_CHECK_INTERVAL;
   limits.hardDeadlineArmed.store(0);
   lastSearch = SearchResult{};
 
@@ -151,8 +145,8 @@ void driver() {
     return;
   }
 
-  // Opening book.
-  if (book::bookIsOpen() && !limits.pondering.load()) {
+  // Opening book (not for a mate search, which asks for analysis).
+  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0) {
     const Move bookMove = book::bookProbe(pos, limits.alwaysBestBookMove, moves.data(), limits.rootMoveCount);
     if (bookMove) {
       lastSearch.bestMove = bookMove;
@@ -175,6 +169,8 @@ void driver() {
       main.tbHits.store(0, std::memory_order_relaxed);
     }
   }
+  // A tablebase win in the tree scores like a long mate; a mate search wants real mates only.
+  if (limits.mateLimit > 0) limits.tbProbeLimit = 0;
 
   // The previous principal variation stays valid; its first move leads.
   const Move carried = ttCarryPv(tt, pos);
@@ -198,53 +194,82 @@ void driver() {
   int beta = INFINITE_SCORE;
   int depth = 1;
   const int count = limits.rootMoveCount;
-  for (;;) {
-    // Root move loop with the aspiration window; a failed pass restarts with the full window.
-    int i = 0;
+  // MultiPV: line k is the best of moves[k..count-1], so lines 0..k-1 stay excluded from it; each line
+  // keeps its score of the previous iteration for its own aspiration window.
+  const int lineCount = std::clamp(limits.multiPv, 1, std::min(count, MAX_MULTI_PV));
+  std::array<int, MAX_MULTI_PV> lineScores{};
+
+  // One line: the root move loop over moves[first..count-1] with the window (a, b), moves[first]
+  // leading. A failed pass restarts from `first` with the full window. On success the line's best
+  // move stands at `first` and `a` holds its score; false when a stop came (the pass is discarded).
+  auto searchLine = [&](int first, int& a, int& b) {
+    int i = first;
     while (i < count) {
       const Move move = moves[i];
+      const int rank = i - first;
       int reduction = 0;
-      if (i >= 1 && !inCheck && !(move & (MOVE_CHECK | MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CASTLING)) &&
+      if (rank >= 1 && !inCheck && !(move & (MOVE_CHECK | MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CASTLING)) &&
           !isPassedPawnPush(root, move))
-        reduction = 13 * platform::floorLog2(uint64_t(i)) * platform::floorLog2(uint64_t(depth)) / 64 + 1;
+        reduction = 13 * platform::floorLog2(uint64_t(rank)) * platform::floorLog2(uint64_t(depth)) / 64 + 1;
       makeMove(pos, move);
       int v;
-      if (i == 0) {
-        v = -search(main, NODE_PV, 1, depth - 1, -beta, -alpha, 1);
+      if (rank == 0) {
+        v = -search(main, NODE_PV, 1, depth - 1, -b, -a, 1);
       } else {
-        v = -search(main, NODE_CUT, 1, depth - 1 - reduction, -alpha - 1, -alpha, 1);
-        if (reduction > 0 && depth - 1 >= 1 && v > alpha)
-          v = -search(main, NODE_CUT, 1, depth - 1, -alpha - 1, -alpha, 1);
-        if (v > alpha) v = -search(main, NODE_PV, 1, depth - 1, -beta, -alpha, 1);
+        v = -search(main, NODE_CUT, 1, depth - 1 - reduction, -a - 1, -a, 1);
+        if (reduction > 0 && depth - 1 >= 1 && v > a) v = -search(main, NODE_CUT, 1, depth - 1, -a - 1, -a, 1);
+        if (v > a) v = -search(main, NODE_PV, 1, depth - 1, -b, -a, 1);
       }
       unmakeMove(pos);
-      if (stopRequested()) goto searchOver;
-      if (i == 0) {
-        if (v <= alpha || v >= beta) {
-          alpha = -INFINITE_SCORE;
-          beta = INFINITE_SCORE;
+      if (stopRequested()) return false;
+      if (rank == 0) {
+        if (v <= a || v >= b) {
+          a = -INFINITE_SCORE;
+          b = INFINITE_SCORE;
           continue;
         }
-        alpha = v;
+        a = v;
       } else {
-        if (v >= beta) {
-          alpha = -INFINITE_SCORE;
-          beta = INFINITE_SCORE;
-          i = 0;
+        if (v >= b) {
+          a = -INFINITE_SCORE;
+          b = INFINITE_SCORE;
+          i = first;
           continue;
         }
-        if (v > alpha) {
-          alpha = v;
-          for (int j = i; j > 0; --j) std::swap(moves[j], moves[j - 1]);
+        if (v > a) {
+          a = v;
+          for (int j = i; j > first; --j) std::swap(moves[j], moves[j - 1]);
         }
       }
       ++i;
     }
+    return true;
+  };
+
+  for (;;) {
+    if (!searchLine(0, alpha, beta)) goto searchOver;
+    lineScores[0] = alpha;
+    for (int k = 1; k < lineCount; ++k) {
+      int lineAlpha = -INFINITE_SCORE;
+      int lineBeta = INFINITE_SCORE;
+      if (depth > 7 && !isMateScore(lineScores[size_t(k)])) {
+        lineAlpha = lineScores[size_t(k)] - ASPIRATION_MARGIN;
+        lineBeta = lineScores[size_t(k)] + ASPIRATION_MARGIN;
+      }
+      if (!searchLine(k, lineAlpha, lineBeta)) goto searchOver;
+      lineScores[size_t(k)] = lineAlpha;
+    }
+    // Search instability may score a later line above an earlier one: the lines are shown best first.
+    for (int k = 1; k < lineCount; ++k)
+      for (int j = k; j > 0 && lineScores[size_t(j)] > lineScores[size_t(j - 1)]; --j) {
+        std::swap(lineScores[size_t(j)], lineScores[size_t(j - 1)]);
+        std::swap(moves[j], moves[j - 1]);
+      }
 
     {
       // The iteration is complete.
       const Move best = moves[0];
-      const int score = alpha;
+      const int score = lineScores[0];
       if (!inCheck && !(best & (MOVE_CAPTURE | MOVE_PROMOTION))) updateKillers(main, 0, best);
       ttStore(tt, root.key, 0, BOUND_EXACT, depth, score, rootStaticEval, best);
       if (limits.strength != 100) strengthDelay(depth);
@@ -256,20 +281,39 @@ void driver() {
       bestOut = pvLength >= 1 ? pv[0] : best;
       ponderOut = pvLength >= 2 ? pv[1] : 0;
 
-      char line[1024];
-      int length = 0;
-      append(line, sizeof line, length,
-             "info depth %2d time %7" PRId64 " nodes %11" PRIu64 " nps %9" PRIu64 " tbhits %11" PRIu64 " ",
-             depth, time, nodes, nodes * 1000 / uint64_t(time + 1), totalTbHits());
-      appendScore(line, sizeof line, length, tbRootSolved && !isMateScore(score) ? tbRootScore : score);
-      bool black = blackToMove(root);
-      for (int k = 0; k < pvLength; ++k, black = !black) {
-        char text[8];
-        moveToText(pv[k], black, text);
-        append(line, sizeof line, length, "%s ", text);
+      for (int k = 0; k < lineCount; ++k) {
+        Move linePv[PV_CAPACITY];
+        const Move* shown = pv;
+        int shownLength = pvLength;
+        if (k > 0) {
+          // The line's move, then the exact chain its search left in the table.
+          linePv[0] = moves[k];
+          shownLength = 1;
+          makeMove(pos, moves[k]);
+          if (!(currentState(pos).flags & FLAG_REPETITION))
+            shownLength += std::min(ttReadPv(tt, pos, linePv + 1, PV_CAPACITY - 1),
+                                    MAX_STATES - 1 - stackIndex(pos));
+          unmakeMove(pos);
+          shown = linePv;
+        }
+        const int lineScore = lineScores[size_t(k)];
+        char line[1024];
+        int length = 0;
+        append(line, sizeof line, length, "info depth %2d ", depth);
+        if (limits.multiPv > 1) append(line, sizeof line, length, "multipv %d ", k + 1);
+        append(line, sizeof line, length,
+               "time %7" PRId64 " nodes %11" PRIu64 " nps %9" PRIu64 " tbhits %11" PRIu64 " ", time, nodes,
+               nodes * 1000 / uint64_t(time + 1), totalTbHits());
+        appendScore(line, sizeof line, length, tbRootSolved && !isMateScore(lineScore) ? tbRootScore : lineScore);
+        bool black = blackToMove(root);
+        for (int m = 0; m < shownLength; ++m, black = !black) {
+          char text[8];
+          moveToText(shown[m], black, text);
+          append(line, sizeof line, length, "%s ", text);
+        }
+        append(line, sizeof line, length, "\n");
+        emit(line);
       }
-      append(line, sizeof line, length, "\n");
-      emit(line);
 
       lastSearch.bestMove = bestOut;
       lastSearch.ponderMove = ponderOut;
@@ -279,9 +323,12 @@ void driver() {
       std::copy(pv, pv + lastSearch.pvLength, lastSearch.pv.begin());
       limits.hardDeadlineArmed.store(1, std::memory_order_relaxed);
 
+      // "go mate N": a mate in N moves or fewer for the side to move ends the search.
+      const bool mateFound = limits.mateLimit > 0 && score > MATE_SCORE_LIMIT &&
+                             (MATE + 1 - score) / 2 <= limits.mateLimit;
       ++depth;
       if ((time + limits.startMs >= limits.softDeadlineMs && !limits.pondering.load()) ||
-          depth >= limits.depthLimit)
+          depth >= limits.depthLimit || mateFound)
         break;
       bumpCounter(main.nodes);
       if (depth <= 7 || isMateScore(score)) {

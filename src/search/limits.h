@@ -10,12 +10,16 @@
 namespace search {
 
 constexpr int64_t NO_DEADLINE = INT64_MAX;
+// The most lines the MultiPV option asks for.
+constexpr int MAX_MULTI_PV = 64;
 
 struct SearchLimits {
   int32_t movesToGo = 0;
   int32_t timeMs = 0;
   int32_t incrementMs = 0;
   int32_t depthLimit = 64;
+  uint64_t nodeLimit = 0;  // "go nodes": stop once all threads together have searched this many; 0 = none
+  int32_t mateLimit = 0;   // "go mate": stop once a mate in this many moves or fewer is found; 0 = none
   bool clockGiven = false;  // any of wtime/btime/winc/binc/movestogo/movetime came
   std::array<board::Move, board::MAX_MOVES> rootMoves{};
   int rootMoveCount = 0;
@@ -34,6 +38,7 @@ struct SearchLimits {
   int drawScore = 0;  // internal units
   int strength = 100;
   int threads = 1;
+  int multiPv = 1;  // lines reported per iteration (MultiPV)
   int minSplitDepth = 3;
   int syzygyProbeLimit = 6;
   bool alwaysBestBookMove = true;

@@ -52,10 +52,21 @@ bool isPassedPawnPush(const BoardState& s, Move move) {
   return (pawns(s) & opponentPieces(s) & ahead & files) == 0;
 }
 
+uint64_t totalNodes() {
+  uint64_t sum = 0;
+  for (int i = 0; i < std::max(searchLimits.threads, 1); ++i)
+    sum += searchThreads[size_t(i)].nodes.load(std::memory_order_relaxed);
+  return sum;
+}
+
 void checkClock(SearchThread& thread) {
-  thread.nextClockCheck = thread.nodes.load(std::memory_order_relaxed) + 1024;
+  thread.nextClockCheck = thread.nodes.load(std::memory_order_relaxed) + CLOCK_CHECK_INTERVAL;
   if (searchLimits.pondering.load(std::memory_order_relaxed)) return;
   if (!searchLimits.hardDeadlineArmed.load(std::memory_order_relaxed)) return;
+  if (searchLimits.nodeLimit != 0 && totalNodes() >= searchLimits.nodeLimit) {
+    searchLimits.stopRequested.store(1, std::memory_order_relaxed);
+    return;
+  }
   if (searchLimits.hardDeadlineMs == NO_DEADLINE) return;
   if (platform::nowMs() > searchLimits.hardDeadlineMs)
     searchLimits.stopRequested.store(1, std::memory_order_relaxed);

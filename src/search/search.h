@@ -33,8 +33,15 @@ inline bool searchStopped(const SearchThread& thread) {
   return stopRequested() || splitPointStopped(thread);
 }
 
-// Reads the clock and raises stopRequested once past the hard deadline (never while pondering).
+// Each thread runs checkClock after every CLOCK_CHECK_INTERVAL nodes of its own.
+constexpr uint64_t CLOCK_CHECK_INTERVAL = 1024;
+
+// Raises stopRequested once past the hard deadline or once all threads together have searched
+// nodeLimit nodes; neither while pondering, nor before the first iteration has completed.
 void checkClock(SearchThread& thread);
+
+// Full-width and quiescence nodes of all threads of the running search.
+uint64_t totalNodes();
 
 // The full-width node below the root (ply >= 1). depth <= 0 goes to quiesce. nullAllowed: a null
 // move may be tried here.

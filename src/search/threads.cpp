@@ -79,7 +79,7 @@ void startThreads(int threadCount) {
     helper.evalContext.rngState ^= 0x9E3779B97F4A7C15ULL * uint64_t(i);
     helper.nodes.store(0, std::memory_order_relaxed);
     helper.tbHits.store(0, std::memory_order_relaxed);
-    helper.nextClockCheck = 1024;
+    helper.nextClockCheck = CLOCK_CHECK_INTERVAL;
     helper.state.store(THREAD_STARTING);
     helper.handle = std::thread(idleLoop, std::ref(helper));
   }

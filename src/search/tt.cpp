@@ -132,6 +132,11 @@ void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache) {
   pawnCache.mask = 0;
 }
 
+void ttClear(TranspositionTable& table) {
+  if (table.hashMemory) std::memset(table.hashMemory, 0, table.hashBytes);
+  table.age = 0;
+}
+
 bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int64_t hashMb) {
   const TTGeometry g = ttGeometry(hashMb);
   ttRelease(table, pawnCache);

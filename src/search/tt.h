@@ -68,6 +68,9 @@ struct TTHit {
 // allocation fails (the previous block is released either way).
 bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int64_t hashMb);
 void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache);
+// Zero-fills the whole block (pawn cache and table) in place and sets age to 0, as a fresh
+// allocation leaves them. Nothing to do before the first allocation.
+void ttClear(TranspositionTable& table);
 
 bool ttProbe(const TranspositionTable& table, uint64_t key, int ply, TTHit& hit);
 void ttStore(TranspositionTable& table, uint64_t key, int ply, int bound, int depth, int score,

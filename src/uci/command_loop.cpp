@@ -48,7 +48,7 @@ bool handleLine(const char* line) {
   if (startsWith(line, "uci\n", 4) || startsWith(line, "uci\r", 4)) {
     identify();
   } else if (startsWith(line, "setoption name ", 15)) {
-    setOption(engineSettings, line);
+    if (setOption(engineSettings, line)) clearHash();
   } else if (startsWith(line, "ucinewgame", 10)) {
     search::stopSearch();
     newGame();

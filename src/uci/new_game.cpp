@@ -22,15 +22,45 @@ constexpr const char* LOG_PATH = "./Tesmar.log";
 // The tablebases are registered by the first new game of the process only.
 bool tablebasesReady = false;
 
+// A "Clear Hash" that arrived during a search, to be done before the next one.
+bool clearHashPending = false;
+
+void clearKillers(bool withHistory) {
+  const int threads = std::clamp(engineSettings.threads, 1, search::MAX_THREADS);
+  for (int i = 0; i < threads; ++i) {
+    search::SearchThread& thread = search::searchThreads[size_t(i)];
+    for (auto& plyKillers : thread.killers) plyKillers = {0, 0};
+    if (withHistory)
+      for (auto& bucket : thread.history) bucket.fill(0);
+  }
+}
+
+void clearTablesNow() {
+  clearKillers(true);
+  search::ttClear(search::tt);
+}
+
 }  // namespace
+
+void clearHash() {
+  if (search::searchThreads[0].handle.joinable())
+    clearHashPending = true;  // the running search keeps its tables
+  else
+    clearTablesNow();
+}
+
+void applyPendingClearHash() {
+  if (!clearHashPending) return;
+  clearHashPending = false;
+  clearTablesNow();
+}
 
 void newGame() {
   // The hash memory is about to be released: no search may still be using it.
   search::stopSearch();
+  clearHashPending = false;  // everything below is cleared anyway
 
-  const int threads = std::clamp(engineSettings.threads, 1, search::MAX_THREADS);
-  for (int i = 0; i < threads; ++i)
-    for (auto& plyKillers : search::searchThreads[size_t(i)].killers) plyKillers = {0, 0};
+  clearKillers(false);
 
   // Sets the age to 0, releases the old block, then allocates and zero-fills the new one.
   if (!search::ttAllocate(search::tt, eval::pawnCache, engineSettings.hashMb)) {

@@ -5,6 +5,7 @@
 
 #include "platform/bits.h"
 #include "platform/output.h"
+#include "search/limits.h"
 
 namespace uci {
 
@@ -55,9 +56,11 @@ void printOptionLines(const EngineSettings& s) {
   platform::printLine("option name Threads type spin default 1 min 1 max %d\n", MAX_THREADS_OPTION);
   platform::printLine("option name SyzygyPath type string default %s\n", s.syzygyPath.data());
   platform::printLine("option name SyzygyProbeLimit type spin default 6 min 0 max 6\n");
+  platform::printLine("option name MultiPV type spin default 1 min 1 max %d\n", search::MAX_MULTI_PV);
+  platform::printLine("option name Clear Hash type button\n");
 }
 
-void setOption(EngineSettings& s, const char* line) {
+bool setOption(EngineSettings& s, const char* line) {
   const char* p = line + std::strlen("setoption name ");
   // The name: the first blank-delimited word.
   const char* nameBegin = p;
@@ -66,8 +69,9 @@ void setOption(EngineSettings& s, const char* line) {
   // Skip the blank, then the next word (normally "value") without comparing it, then its blank.
   const char* valueBegin = "";
   const char* valueEnd = valueBegin;
+  const char* skippedBegin = p;
   if (*p == ' ') {
-    ++p;
+    skippedBegin = ++p;
     while (*p && *p != ' ' && *p != '\n' && *p != '\r') ++p;
     if (*p == ' ') {
       valueBegin = p + 1;
@@ -88,6 +92,7 @@ void setOption(EngineSettings& s, const char* line) {
   };
   const bool checked = std::strcmp(value, "true") == 0;
 
+  if (is("Clear")) return p - skippedBegin == 4 && std::strncmp(skippedBegin, "Hash", 4) == 0;
   if (is("Hash")) {
     s.hashMb = clampSpin(value, 1, MAX_HASH_MB);
   } else if (is("OwnBook")) {
@@ -109,7 +114,10 @@ void setOption(EngineSettings& s, const char* line) {
     copyText(s.syzygyPath, valueBegin, valueEnd);
   } else if (is("SyzygyProbeLimit")) {
     s.syzygyProbeLimit = clampSpin(value, 0, 6);
+  } else if (is("MultiPV")) {
+    s.multiPv = clampSpin(value, 1, search::MAX_MULTI_PV);
   }
+  return false;
 }
 
 }  // namespace uci

@@ -18,6 +18,7 @@ struct EngineSettings {
   int32_t threads = 1;
   std::array<char, OPTION_TEXT_SIZE> syzygyPath{"./syzygy"};
   int32_t syzygyProbeLimit = 6;
+  int32_t multiPv = 1;  // MultiPV: lines reported per iteration
 };
 
 extern EngineSettings engineSettings;
@@ -30,12 +31,13 @@ constexpr int MAX_THREADS_OPTION = 64;
 // Restores the defaults (process start).
 void resetSettings(EngineSettings& settings);
 
-// Prints the eleven "option" lines (without flushing).
+// Prints the "option" lines (without flushing).
 void printOptionLines(const EngineSettings& settings);
 
 // Handles a line that begins with "setoption name " (newline included or not). Values outside the
-// advertised range are clamped into it; prints nothing.
-void setOption(EngineSettings& settings, const char* line);
+// advertised range are clamped into it; prints nothing. Returns true for the button "Clear Hash"
+// (the one name with a blank), which stores nothing: the caller clears the tables.
+bool setOption(EngineSettings& settings, const char* line);
 
 // Reads a decimal integer like the spin parser: leading blanks and a sign allowed, stops at the
 // first non-digit, no digits give 0, saturates instead of overflowing.

@@ -57,13 +57,18 @@ bool hasPrefix(std::string_view word, const char* keyword, size_t count) {
   return word.size() >= count && std::strncmp(word.data(), keyword, count) == 0;
 }
 
-// The decimal value of a word (its leading digits after an optional sign), saturated to 32 bits.
-int32_t wordValue(std::string_view word) {
+// The decimal value of a word (its leading digits after an optional sign).
+int64_t wordValue64(std::string_view word) {
   char buffer[32];
   const size_t length = std::min(word.size(), sizeof buffer - 1);
   std::memcpy(buffer, word.data(), length);
   buffer[length] = '\0';
-  return int32_t(std::clamp<int64_t>(parseInteger(buffer), INT32_MIN, INT32_MAX));
+  return parseInteger(buffer);
+}
+
+// The same, saturated to 32 bits.
+int32_t wordValue(std::string_view word) {
+  return int32_t(std::clamp<int64_t>(wordValue64(word), INT32_MIN, INT32_MAX));
 }
 
 int32_t timeValue(std::string_view word) { return std::max(wordValue(word), 0); }
@@ -169,6 +174,8 @@ void parseGo(const char* line, board::Position& pos, search::SearchLimits& limit
   limits.timeMs = 0;
   limits.incrementMs = 0;
   limits.depthLimit = 64;
+  limits.nodeLimit = 0;
+  limits.mateLimit = 0;
   limits.clockGiven = false;
   limits.rootMoveCount = 0;
   limits.pondering = 0;
@@ -210,6 +217,11 @@ void parseGo(const char* line, board::Position& pos, search::SearchLimits& limit
       clockKeyword(true, limits.timeMs);
     } else if (hasPrefix(word, "infinite", 8)) {
       limits.pondering = 1;
+    } else if (hasPrefix(word, "nodes", 5)) {
+      // 0 or a negative count sets no limit.
+      if (hasValue) limits.nodeLimit = uint64_t(std::max<int64_t>(wordValue64(words.next()), 0));
+    } else if (hasPrefix(word, "mate", 4)) {
+      if (hasValue) limits.mateLimit = std::max(wordValue(words.next()), 0);
     } else if (hasPrefix(word, "searchmoves", 11)) {
       // Every remaining word names a root move; words that are not legal moves, and repeats, are
       // skipped.
@@ -243,6 +255,7 @@ void handleGo(const char* line) {
   const int64_t arrivalMs = platform::nowMs();  // the move's clock starts now
   search::stopSearch();
   if (!hashAllocated()) newGame();
+  applyPendingClearHash();
   if (!rootPositionSet) setupStartPosition(search::rootPosition());
 
   search::SearchLimits& limits = search::searchLimits;
@@ -252,6 +265,7 @@ void handleGo(const char* line) {
   limits.drawScore = engineSettings.drawScore;
   limits.strength = engineSettings.strength;
   limits.threads = std::clamp(engineSettings.threads, 1, search::MAX_THREADS);
+  limits.multiPv = engineSettings.multiPv;
   limits.minSplitDepth = minSplitDepth;
   limits.syzygyProbeLimit = engineSettings.syzygyProbeLimit;
   limits.alwaysBestBookMove = engineSettings.alwaysBestBookMove != 0;

@@ -25,8 +25,8 @@ bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPla
 board::Move legalMoveFromText(board::Position& pos, const char* text, int length);
 
 // Resets the per-search fields of limits and fills them from a "go" line for the root pos: clock,
-// depth, pondering, clockGiven and the root moves ("searchmoves", else every legal move). Leaves
-// startMs, the option copies and movesPlayed alone; starts nothing.
+// depth, node and mate limits, pondering, clockGiven and the root moves ("searchmoves", else every
+// legal move). Leaves startMs, the option copies and movesPlayed alone; starts nothing.
 void parseGo(const char* line, board::Position& pos, search::SearchLimits& limits);
 
 }  // namespace uci

@@ -2,13 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <regex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "board/fen.h"
+#include "board/move.h"
+#include "board/movegen.h"
 #include "support/engine_process.h"
 
 namespace {
@@ -253,6 +258,156 @@ TEST(E2EBench, NodeCountIsTheFingerprint) {
   ASSERT_TRUE(total) << "bench printed no total";
   EXPECT_EQ(*total, std::string("Nodes searched: ") + BENCH_NODES);
   EXPECT_EQ(engine.waitExit(10000), 0);
+}
+
+const char* const kMateInTwo = "r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1";
+
+// One line of a MultiPV iteration; mate scores map beyond every centipawn score.
+struct PvLine {
+  int depth, multipv, score;
+  std::string move;
+};
+
+std::vector<PvLine> pvLines(const std::vector<std::string>& infos) {
+  static const std::regex format("info depth +(\\d+) multipv (\\d+) time .* score (cp|mate) +(-?\\d+) pv (\\S+) .*");
+  std::vector<PvLine> lines;
+  std::smatch m;
+  for (const std::string& info : infos) {
+    if (!std::regex_match(info, m, format)) continue;
+    const int value = std::stoi(m[4]);
+    const int score = m[3] == "cp" ? value : value > 0 ? 100000 - value : -100000 - value;
+    lines.push_back({std::stoi(m[1]), std::stoi(m[2]), score, m[5]});
+  }
+  return lines;
+}
+
+std::vector<std::string> legalMoveTexts(const std::string& fen) {
+  board::Position pos;
+  board::setupFromFen(pos, fen);
+  board::Move moves[board::MAX_MOVES];
+  std::vector<std::string> texts;
+  for (board::Move* m = moves; m != board::generateLegalMoves(pos, moves); ++m) {
+    char text[8];
+    board::moveToText(*m, board::blackToMove(board::currentState(pos)), text);
+    texts.push_back(text);
+  }
+  return texts;
+}
+
+// Every iteration prints min(MultiPV, root moves) lines numbered 1, 2, ... with distinct root moves
+// and non-increasing scores; bestmove is the first line's move, and where the best move is known
+// MultiPV 1 finds the same.
+TEST(E2EAnalysis, MultiPvPrintsTheBestLinesInOrder) {
+  struct Case {
+    const char* fen;
+    int multiPv, threads;
+    const char* go;
+    size_t lines;
+    const char* best;
+    bool tablebases = false;  // the root filter leaves one move
+  };
+  const char* start = board::START_FEN;
+  const Case cases[] = {
+      {kMateInTwo, 3, 1, "go depth 7", 3, "d5f6"},
+      {kMateInTwo, 3, 2, "go depth 7", 3, "d5f6"},
+      {"7k/8/8/8/8/8/8/K7 w - - 0 1", 10, 1, "go depth 5", 3, nullptr},
+      {start, 3, 1, "go depth 7 searchmoves a2a3 h2h4 g1f3 e2e4", 3, nullptr},
+      {start, 5, 2, "go depth 6 searchmoves a2a3 h2h4", 2, nullptr},
+      {"8/8/3k4/8/3r4/8/3Q4/3K4 w - - 0 1", 40, 1, "go depth 4", 1, "d2d4", true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.go);
+    if (c.tablebases && testsupport::dataDir().empty()) continue;
+    EngineProcess engine;
+    if (c.tablebases) engine.send("setoption name SyzygyPath value " + testsupport::dataDir() + "/syzygy");
+    startEngine(engine, std::string("position fen ") + c.fen);
+    engine.send("setoption name MultiPV value " + std::to_string(c.multiPv));
+    engine.send("setoption name Threads value " + std::to_string(c.threads));
+    engine.send(c.go);
+    std::vector<std::string> lines;
+    const auto best = engine.waitFor("bestmove", 60000, &lines);
+    ASSERT_TRUE(best);
+    const std::vector<std::string> infos = infoLines(lines);
+    const std::vector<PvLine> pvs = pvLines(infos);
+    ASSERT_EQ(pvs.size(), infos.size()) << "every line carries multipv";
+    ASSERT_EQ(pvs.size() % c.lines, 0u);
+    std::vector<std::string> allowed = legalMoveTexts(c.fen);
+    const std::string go = c.go;
+    if (go.find("searchmoves") != std::string::npos) {
+      std::istringstream words(go.substr(go.find("searchmoves") + 12));
+      allowed.assign(std::istream_iterator<std::string>(words), {});
+    }
+    for (size_t i = 0; i < pvs.size(); i += c.lines) {
+      std::vector<std::string> moves;
+      for (size_t k = 0; k < c.lines; ++k) {
+        const PvLine& line = pvs[i + k];
+        EXPECT_EQ(line.depth, pvs[i].depth);
+        EXPECT_EQ(line.multipv, int(k) + 1);
+        if (k > 0) { EXPECT_LE(line.score, pvs[i + k - 1].score) << infos[i + k]; }
+        EXPECT_NE(std::find(allowed.begin(), allowed.end(), line.move), allowed.end()) << infos[i + k];
+        EXPECT_EQ(std::find(moves.begin(), moves.end(), line.move), moves.end()) << infos[i + k];
+        moves.push_back(line.move);
+      }
+    }
+    const std::string bestMove = best->substr(9, best->find(' ', 9) - 9);
+    EXPECT_EQ(bestMove, pvs[pvs.size() - c.lines].move);
+    if (c.best) {
+      EXPECT_EQ(bestMove, c.best);
+      engine.send("setoption name MultiPV value 1");
+      engine.send("ucinewgame");
+      engine.send(c.go);
+      EXPECT_EQ(engine.waitFor("bestmove", 60000).value_or("").substr(0, 13), std::string("bestmove ") + c.best);
+    }
+  }
+}
+
+// "go nodes" with one thread: the same commands give the same search in a fresh engine, after
+// "ucinewgame" and after "Clear Hash"; the warm table of a repeated search changes it.
+TEST(E2EAnalysis, NodeLimitIsReproducibleAndClearHashActsAsANewGame) {
+  auto search = [](EngineProcess& engine) {
+    engine.send("position startpos moves e2e4");
+    engine.send("go nodes 150000");
+    std::vector<std::string> lines;
+    const auto best = engine.waitFor("bestmove", 60000, &lines);
+    const std::vector<std::string> infos = infoLines(lines);
+    if (!best || infos.empty()) return std::string("<none>");
+    const std::regex clock(" (time|nps) +\\d+");
+    return std::regex_replace(infos.back(), clock, "") + " / " + *best;
+  };
+  EngineProcess engine, fresh;
+  startEngine(engine);
+  startEngine(fresh);
+  const std::string first = search(engine);
+  EXPECT_EQ(search(fresh), first);
+  EXPECT_NE(search(engine), first);
+  engine.send("setoption name Clear Hash");
+  EXPECT_EQ(search(engine), first);
+  search(engine);
+  engine.send("ucinewgame");
+  EXPECT_EQ(search(engine), first);
+}
+
+// "go mate N" ends the search with the first iteration that finds a mate in N or fewer; with a
+// longer mate the search runs on to its depth limit or clock (-1: not counted).
+TEST(E2EAnalysis, GoMateStopsOnceTheMateIsFound) {
+  for (const auto& [go, mateLines] : {std::pair{"go mate 2", 1}, {"go mate 3 depth 7", 1}, {"go mate 1 depth 7", 6},
+                                      {"go mate 1 movetime 300", -1}}) {
+    SCOPED_TRACE(go);
+    EngineProcess engine;
+    startEngine(engine, std::string("position fen ") + kMateInTwo);
+    engine.send(go);
+    std::vector<std::string> lines;
+    const auto best = engine.waitFor("bestmove", 30000, &lines);
+    ASSERT_TRUE(best);
+    EXPECT_EQ(best->substr(0, 13), "bestmove d5f6");
+    const std::vector<std::string> infos = infoLines(lines);
+    ASSERT_FALSE(infos.empty());
+    EXPECT_NE(infos.back().find("score mate  2 pv d5f6 "), std::string::npos) << infos.back();
+    const auto mates = std::count_if(infos.begin(), infos.end(), [](const std::string& info) {
+      return info.find("score mate") != std::string::npos;
+    });
+    if (mateLines >= 0) { EXPECT_EQ(mates, mateLines); }
+  }
 }
 
 }  // namespace

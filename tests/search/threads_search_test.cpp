@@ -103,4 +103,23 @@ TEST(ThreadsSearch, HundredShortSearchesEnd) {
   expectAllThreadsIdle(4);
 }
 
+// "go nodes": the search stops once all threads together have searched the limit, overshooting by
+// less than one clock-check interval per thread (plus the quiescence tail below the checking node).
+TEST(ThreadsSearch, NodeLimitStopsWithinOneCheckIntervalPerThread) {
+  for (int threads : {1, 2, 4}) {
+    for (uint64_t limit : {20000u, 300000u}) {
+      searchtest::newGame();
+      ASSERT_TRUE(searchtest::setRoot("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"));
+      prepareLimits(threads, 0);
+      searchLimits.nodeLimit = limit;
+      runSearch();
+      searchLimits.nodeLimit = 0;
+      SCOPED_TRACE(testing::Message() << threads << " threads, limit " << limit);
+      EXPECT_GE(lastSearch.nodes, limit);
+      EXPECT_LT(lastSearch.nodes, limit + uint64_t(threads) * (CLOCK_CHECK_INTERVAL + 512));
+      EXPECT_TRUE(isRootMove(lastSearch.bestMove));
+    }
+  }
+}
+
 }  // namespace

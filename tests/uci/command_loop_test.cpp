@@ -26,6 +26,8 @@ const std::vector<std::string> kIdentification = {
     "option name Threads type spin default 1 min 1 max 64",
     "option name SyzygyPath type string default ./syzygy",
     "option name SyzygyProbeLimit type spin default 6 min 0 max 6",
+    "option name MultiPV type spin default 1 min 1 max 64",
+    "option name Clear Hash type button",
     "uciok",
 };
 
@@ -132,6 +134,9 @@ TEST(Options, SetOptionTable) {
       {"setoption name Threads value 65\n", &uci::EngineSettings::threads, 64},
       {"setoption name SyzygyProbeLimit value 9\n", &uci::EngineSettings::syzygyProbeLimit, 6},
       {"setoption name SyzygyProbeLimit value -1\n", &uci::EngineSettings::syzygyProbeLimit, 0},
+      {"setoption name MultiPV value 3\n", &uci::EngineSettings::multiPv, 3},
+      {"setoption name MultiPV value 0\n", &uci::EngineSettings::multiPv, 1},
+      {"setoption name MultiPV value 500\n", &uci::EngineSettings::multiPv, 64},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},
@@ -139,8 +144,17 @@ TEST(Options, SetOptionTable) {
   };
   for (const auto& c : cases) {
     uci::EngineSettings settings;
-    uci::setOption(settings, c.line);
+    EXPECT_FALSE(uci::setOption(settings, c.line));
     EXPECT_EQ(settings.*c.field, c.expected) << c.line;
+  }
+  // The button is the one name of two words; it stores nothing.
+  for (const auto& [line, pressed] : {std::pair{"setoption name Clear Hash\n", true},
+                                      {"setoption name Clear Hash\r\n", true},
+                                      {"setoption name Clear\n", false},
+                                      {"setoption name Clear Hashes\n", false},
+                                      {"setoption name clear hash\n", false}}) {
+    uci::EngineSettings settings;
+    EXPECT_EQ(uci::setOption(settings, line), pressed) << line;
   }
 }
 

@@ -34,6 +34,20 @@ TEST(NewGame, ClearsKillersOfTheThreadsInUseAndRebuildsTheTables) {
   EXPECT_EQ(search::searchThreads[2].killers[5][0], 0x1234u);  // beyond Threads: untouched
   EXPECT_EQ(search::searchThreads[0].history[1][7], 99);       // history survives a new game
 
+  // "Clear Hash" clears the same in place, and the history too.
+  void* const block = search::tt.hashMemory;
+  search::searchThreads[1].killers[5] = {0x1234, 0x5678};
+  search::ttNewSearch(search::tt);
+  search::ttStore(search::tt, 0xABCDEF, 0, search::BOUND_EXACT, 3, 1, 2, 0);
+  eval::pawnCacheStore(eval::pawnCache, 0x123456, 5, 6);
+  uci::clearHash();
+  EXPECT_EQ(search::tt.hashMemory, block);
+  EXPECT_EQ(search::tt.age, 0u);
+  EXPECT_TRUE(testsupport::allZero(search::tt.hashMemory, search::tt.hashBytes));
+  EXPECT_EQ(search::searchThreads[1].killers[5][0], 0u);
+  EXPECT_EQ(search::searchThreads[2].killers[5][0], 0x1234u);
+  EXPECT_EQ(search::searchThreads[0].history[1][7], 0);
+
   uci::releaseResources();
   EXPECT_FALSE(uci::hashAllocated());
   EXPECT_EQ(eval::pawnCache.entries, nullptr);

@@ -189,6 +189,8 @@ struct GoExpectation {
   const char* line;
   int timeMs, incrementMs, movesToGo, depthLimit, pondering;
   bool clockGiven;
+  uint64_t nodeLimit = 0;
+  int mateLimit = 0;
 };
 
 TEST(GoCommand, ParsesLimitsForTheSideToMove) {
@@ -216,6 +218,11 @@ TEST(GoCommand, ParsesLimitsForTheSideToMove) {
       {white, "go depth\n", 0, 0, 0, 64, 0, false},
       {white, "go movetime\n", 0, 0, 0, 64, 0, false},
       {white, "go  wtime   300\twinc 20\r\n", 300, 20, 0, 64, 0, true},
+      // Node and mate limits: 64-bit node counts; 0 or less means none.
+      {white, "go nodes 5000000000\n", 0, 0, 0, 64, 0, false, 5000000000u},
+      {white, "go nodes -5 mate 0\n", 0, 0, 0, 64, 0, false},
+      {white, "go mate 3 wtime 900\n", 900, 0, 0, 64, 0, true, 0, 3},
+      {white, "go depth 4 nodes 77 mate\n", 0, 0, 0, 4, 0, false, 77},
   };
   for (const GoExpectation& c : cases) {
     SCOPED_TRACE(c.line);
@@ -227,7 +234,11 @@ TEST(GoCommand, ParsesLimitsForTheSideToMove) {
     limits.rootMoveCount = 3;
     limits.depthLimit = 5;
     limits.timeMs = 777;
+    limits.nodeLimit = 9;
+    limits.mateLimit = 9;
     uci::parseGo(c.line, pos, limits);
+    EXPECT_EQ(limits.nodeLimit, c.nodeLimit);
+    EXPECT_EQ(limits.mateLimit, c.mateLimit);
     EXPECT_EQ(limits.timeMs, c.timeMs);
     EXPECT_EQ(limits.incrementMs, c.incrementMs);
     EXPECT_EQ(limits.movesToGo, c.movesToGo);
