@@ -64,6 +64,9 @@ inline void prepareLimits(int depth, int threads = 1, int timeMs = 0, int drawSc
   limits.syzygyProbeLimit = 0;
   limits.logEnabled = false;
   limits.silent = true;
+  limits.nodeLimit = 0;
+  limits.mateLimit = 0;
+  limits.multiPv = 1;
   limits.pondering.store(0);
   limits.stopRequested.store(0);
   limits.startMs = platform::nowMs();

@@ -110,7 +110,7 @@ TEST(ThreadsSearch, NodeLimitStopsWithinOneCheckIntervalPerThread) {
     for (uint64_t limit : {20000u, 300000u}) {
       searchtest::newGame();
       ASSERT_TRUE(searchtest::setRoot("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"));
-      prepareLimits(threads, 0);
+      searchtest::prepareLimits(0, threads);
       searchLimits.nodeLimit = limit;
       runSearch();
       searchLimits.nodeLimit = 0;
