@@ -47,7 +47,8 @@ class Engine:
                 line = self.lines.get(timeout=max(0.01, end - time.time()))
             except queue.Empty:
                 check(False, "%r within %d s (got %r)" % (prefix, timeout, seen[-3:]))
-            check(not line.endswith("\r"), "%r ends with a plain newline" % line) if "\r" in line else None
+            if "\r" in line:
+                check(False, "%r ends with a plain newline" % line)
             seen.append(line)
             if line.startswith(prefix):
                 return seen
@@ -84,10 +85,10 @@ check(len(answer) == 1 and answer[0].split()[1] in best, "book move %s at once (
 
 windows.send("setoption name OwnBook value false", "setoption name Threads value 2", "ucinewgame",
              "position fen " + KIWIPETE, "go infinite")
-time.sleep(3)
+windows.waitFor("info depth  5")
 windows.send("stop")
 lines = windows.waitFor("bestmove", 10)
-check(any(l.startswith("info depth") for l in lines), "2 threads: searched, then %r on stop" % lines[-1])
+check(len(lines[-1].split()) == 4, "2 threads: a search to depth 5, then %r on stop" % lines[-1])
 windows.send("quit")
 check(windows.proc.wait(timeout=30) == 0, "quit: exit code 0")
 
