@@ -8,6 +8,8 @@
 #   make perft-full     every depth of the perft suite (long)
 #   make slow           the long-running tests (soak, deep perft)
 #   make tsan           the multi-threaded search tests under ThreadSanitizer
+#   make windows        cross-compile build/windows/tesmar.exe with MinGW-w64 (windows-portable: x86-64 + popcnt)
+#   make test-windows   run tesmar.exe under Wine through its pipes against the Linux build
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE   ?= cmake
 RELEASE := build/release
@@ -142,3 +144,33 @@ soak: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
 	TESMAR_SOAK_GAMES=$(SOAK_GAMES) $(TESTDIR)/uci_tests --gtest_filter='SlowSoak*'
+
+# Windows: a static tesmar.exe cross-compiled with Debian's MinGW-w64 GCC, checked under Wine.
+MINGW_CXX := x86_64-w64-mingw32-g++-posix
+WINE      ?= /usr/lib/wine/wine64
+WINDOWS_EXE ?= build/windows/tesmar.exe
+.PHONY: windows-deps windows windows-portable wine-deps test-windows
+windows-deps:
+	@command -v $(MINGW_CXX) >/dev/null 2>&1 || { \
+	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq --no-install-recommends g++-mingw-w64-x86-64-posix; }
+
+windows: deps windows-deps
+	$(CMAKE) -S . -B build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/windows-mingw.cmake -DCMAKE_BUILD_TYPE=Release >/dev/null
+	$(CMAKE) --build build/windows -j $(JOBS) --target tesmar
+	@echo "Windows engine: build/windows/tesmar.exe"
+
+windows-portable: deps windows-deps
+	$(CMAKE) -S . -B build/windows-portable -DCMAKE_TOOLCHAIN_FILE=cmake/windows-mingw.cmake \
+	  -DCMAKE_BUILD_TYPE=Release -DTESMAR_PORTABLE=ON >/dev/null
+	$(CMAKE) --build build/windows-portable -j $(JOBS) --target tesmar
+	@echo "portable Windows engine: build/windows-portable/tesmar.exe"
+
+wine-deps:
+	@[ -x $(WINE) ] && command -v python3 >/dev/null 2>&1 || { \
+	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq --no-install-recommends wine64 python3; }
+
+# Wine keeps its prefix in build/wine (set up at the first start, a few seconds).
+test-windows: windows release wine-deps
+	WINE=$(WINE) WINEPREFIX=$(CURDIR)/build/wine tools/test_windows.py $(WINDOWS_EXE) $(RELEASE)/tesmar ../shared/data

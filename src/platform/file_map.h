@@ -24,4 +24,14 @@ void unmapFile(MappedFile& file);
 // Whether the file at path can be opened for reading.
 bool fileReadable(const char* path);
 
+// Separators of a list of directories in one text: ";" everywhere, and ":" too where no path holds a
+// drive letter (on Windows C:\tb is one directory).
+constexpr bool isPathListSeparator(char c) {
+#if defined(_WIN32)
+  return c == ';';
+#else
+  return c == ';' || c == ':';
+#endif
+}
+
 }  // namespace platform

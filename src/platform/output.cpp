@@ -3,10 +3,22 @@
 #include <cstdio>
 #include <mutex>
 
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 namespace platform {
 
 namespace {
 std::mutex outputLock;
+}
+
+void initStandardStreams() {
+#if defined(_WIN32)
+  _setmode(_fileno(stdin), _O_BINARY);
+  _setmode(_fileno(stdout), _O_BINARY);
+#endif
 }
 
 void printLine(const char* format, ...) {

@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// An open file descriptor, or -1.
-using FileHandle = int;
+// An open file: a descriptor, or on Windows a handle; -1 for none.
+using FileHandle = intptr_t;
 constexpr FileHandle NO_FILE = -1;
 
 // Opens a regular file for reading raw bytes; NO_FILE when it is missing, unreadable or not a

@@ -1,18 +1,13 @@
 #include "search/tt.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include <cstdint>
 
 #include "board/make_move.h"
 #include "board/move.h"
 #include "board/movegen.h"
 #include "platform/bits.h"
+#include "platform/memory.h"
 
 namespace search {
 
@@ -21,7 +16,6 @@ namespace {
 constexpr uint64_t MIN_HASH_MB = 1;
 constexpr uint64_t MAX_HASH_MB = 65536;
 constexpr uint64_t ENTRIES_PER_MB = 65536;  // 16-byte entries
-constexpr size_t CACHE_LINE = 64;
 
 // Fields of the data word.
 constexpr int dataBound(uint64_t data) { return int(data & 3); }
@@ -70,43 +64,6 @@ board::Move exactChainMove(const TranspositionTable& table, board::Position& pos
 // Room for one more record on the position stack.
 bool stackHasRoom(const board::Position& pos) { return board::stackIndex(pos) < board::MAX_STATES - 1; }
 
-// A zero-filled block of at least cache-line alignment. On Linux the block is a fresh anonymous
-// mapping (zero pages by definition), backed by huge pages where the kernel allows and populated at
-// once, so that the search meets no page faults; elsewhere an aligned allocation cleared by hand.
-void* allocateZeroedBlock(size_t bytes) {
-#if defined(__linux__)
-  void* block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (block == MAP_FAILED) return nullptr;
-#if defined(MADV_HUGEPAGE)
-  madvise(block, bytes, MADV_HUGEPAGE);
-#endif
-#if defined(MADV_POPULATE_WRITE)
-  if (madvise(block, bytes, MADV_POPULATE_WRITE) == 0) return block;
-  if (errno == ENOMEM) {
-    munmap(block, bytes);
-    return nullptr;
-  }
-#endif
-  std::memset(block, 0, bytes);  // touches every page now rather than during the search
-  return block;
-#else
-  const size_t rounded = (bytes + CACHE_LINE - 1) / CACHE_LINE * CACHE_LINE;
-  void* block = std::aligned_alloc(CACHE_LINE, rounded);
-  if (block) std::memset(block, 0, rounded);
-  return block;
-#endif
-}
-
-void releaseBlock(void* block, size_t bytes) {
-  if (!block) return;
-#if defined(__linux__)
-  munmap(block, bytes);
-#else
-  (void)bytes;
-  std::free(block);
-#endif
-}
-
 }  // namespace
 
 TTGeometry ttGeometry(int64_t hashMb) {
@@ -122,7 +79,7 @@ TTGeometry ttGeometry(int64_t hashMb) {
 
 void ttRelease(TranspositionTable& table, eval::PawnCache& pawnCache) {
   // The entries hold only trivially destructible atomics: the block is simply given back.
-  releaseBlock(table.hashMemory, table.hashBytes);
+  platform::releaseZeroedBlock(table.hashMemory, table.hashBytes);
   table.hashMemory = nullptr;
   table.hashBytes = 0;
   table.entries = nullptr;
@@ -142,7 +99,7 @@ bool ttAllocate(TranspositionTable& table, eval::PawnCache& pawnCache, int64_t h
   ttRelease(table, pawnCache);
   table.age = 0;
   if (g.bytes > SIZE_MAX / 2) return false;
-  void* block = allocateZeroedBlock(size_t(g.bytes));
+  void* block = platform::allocateZeroedBlock(size_t(g.bytes));
   if (!block) return false;
   // The entries are lock-free 64-bit atomics whose zero bytes are the zero value: the zeroed block
   // holds the pawn cache and then the table as they are.

@@ -51,7 +51,7 @@ void releaseAll() {
 void splitDirectories(const char* path) {
   std::string current;
   for (const char* c = path;; ++c) {
-    if (*c == '\0' || *c == ';' || *c == ':') {
+    if (*c == '\0' || platform::isPathListSeparator(*c)) {
       if (!current.empty()) registry.directories.push_back(current);
       current.clear();
       if (*c == '\0') break;

@@ -12,9 +12,9 @@
 
 namespace tb {
 
-// Registers the tables found in the directories of path (";" separated, and ":" on POSIX). Prints
-// "info string Found %d tablebases." unless the path is empty or announce is false. A later call
-// releases everything registered before and registers again.
+// Registers the tables found in the directories of path (";" separated, and ":" too except on
+// Windows). Prints "info string Found %d tablebases." unless the path is empty or announce is false.
+// A later call releases everything registered before and registers again.
 void initTablebases(const char* path, bool announce = true);
 
 // Largest number of pieces (kings included) of any registered table; 0 when none.
