@@ -1,5 +1,4 @@
-// Attack tables: the magic slider lookups against a ray scan for every occupancy subset, and the
-// constants that other code relies on.
+// Attack tables: the magic slider lookups and the square-pair tables against a ray scan.
 #include <gtest/gtest.h>
 
 #include "board/attacks.h"
@@ -67,33 +66,6 @@ TEST(MagicTable, EverySubsetOfEverySquareMatchesARayScan) {
   EXPECT_EQ(board::bishopMagic[63].magic, 0x40102000A0A60140ULL);
   EXPECT_EQ(board::rookMagic[3].magic, 0x2480041000800801ULL);
   EXPECT_EQ(board::rookMagic[63].magic, 0x0026002114058042ULL);
-}
-
-TEST(AttackTables, PublishedValues) {
-  constexpr int A1 = 0, D4 = 27, F6 = 45, H8 = 63, H7 = 55, G8 = 62, E1 = 4, E8 = 60, F3 = 21, H1 = 7,
-                A8 = 56, C3 = 18, A3 = 16;
-  EXPECT_EQ(board::rookAttacks(A1, 0), 0x01010101010101FEULL);
-  EXPECT_EQ(platform::popcount(board::bishopAttacks(D4, 0)), 13);
-  const Bitboard blocked = board::bishopAttacks(D4, bit(F6));
-  EXPECT_TRUE(blocked & bit(F6));
-  EXPECT_FALSE(blocked & bit(F6 + 9));
-  EXPECT_EQ(board::rookAttacks(H8, bit(H7) | bit(G8)), bit(H7) | bit(G8));
-  EXPECT_EQ(board::lineBetween(E1, E8), 0x1010101010101000ULL);
-  EXPECT_EQ(board::lineBetween(E1, F3), 0u);
-  EXPECT_EQ(board::directionBetween(E1, F3), 8);
-  EXPECT_EQ(board::directionBetween(A1, H8), 4);
-  EXPECT_EQ(board::directionBetween(H1, A8), 6);
-  EXPECT_EQ(board::directionBetween(C3, A3), 1);
-  EXPECT_EQ(board::directionBetween(E1, E1), 8);
-  EXPECT_EQ(board::lineBetween(E1, E1), 0u);
-  EXPECT_EQ(board::epNeighbours[0], 0x2000000ULL);
-  EXPECT_EQ(board::epNeighbours[7], 0x40000000ULL);
-  EXPECT_EQ(board::epCapturers[0], 0x200000000ULL);
-  EXPECT_EQ(board::epCapturers[3], 0x1400000000ULL);
-  EXPECT_EQ(board::epCapturers[7], bit(38));
-  EXPECT_EQ(board::kingAttacks[A1], bit(1) | bit(8) | bit(9));
-  EXPECT_EQ(board::knightAttacks[A1], bit(10) | bit(17));
-  EXPECT_EQ(platform::popcount(board::knightAttacks[D4]), 8);
 }
 
 // lineTo and lineDirection agree with each other and with the slider attacks on an empty board.

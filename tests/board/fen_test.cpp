@@ -5,7 +5,6 @@
 #include <string>
 
 #include "board/fen.h"
-#include "board/make_move.h"
 #include "board_test_util.h"
 
 namespace {
@@ -91,23 +90,6 @@ TEST(Fen, ValidTextsAndDefaults) {
   // The key of a FEN with dropped rights equals the key without them.
   EXPECT_EQ(board::currentState(*positionFromFen("4k3/8/8/8/8/8/8/4K3 w KQkq e6 0 1")).key,
             board::currentState(*positionFromFen("4k3/8/8/8/8/8/8/4K3 w - - 0 1")).key);
-}
-
-TEST(Fen, InCheckFlagAndColourMirror) {
-  auto checked = positionFromFen("4k3/8/8/8/8/8/8/4R1K1 b - - 0 1");
-  EXPECT_TRUE(board::isInCheck(board::currentState(*checked)));
-  auto quiet = positionFromFen("4k3/8/8/8/8/8/8/3R2K1 b - - 0 1");
-  EXPECT_FALSE(board::isInCheck(board::currentState(*quiet)));
-
-  // A position and its colour-mirrored twin give the same record, apart from the colour flag and
-  // the side key.
-  auto white = positionFromFen("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
-  auto black = positionFromFen("r3k2r/pppbbppp/2n2q1P/1P2p3/3pn3/BN2PNP1/P1PPQPB1/R3K2R b KQkq - 0 1");
-  const board::BoardState& w = board::currentState(*white);
-  const board::BoardState& b = board::currentState(*black);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(w.bb[i], b.bb[i]) << i;
-  EXPECT_EQ(w.castling, b.castling);
-  EXPECT_EQ(w.flags | board::FLAG_BLACK, b.flags);
 }
 
 }  // namespace
