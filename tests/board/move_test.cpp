@@ -1,7 +1,6 @@
-// Move words: text in both directions and the packed form of the transposition table.
+// Move words: text in both directions and the packed form of the transposition table (the random walk
+// checks both round trips for every legal move it meets).
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include "board/move.h"
 #include "board_test_util.h"
@@ -9,12 +8,6 @@
 namespace {
 
 using boardtest::positionFromFen;
-
-std::string text(board::Move m, bool black) {
-  char buffer[6];
-  board::moveToText(m, black, buffer);
-  return buffer;
-}
 
 // textToMove reads the text against the record without validating it (no check mark);
 // legalMoveFromText gives the legal move, with its check mark, or 0.
@@ -47,8 +40,7 @@ TEST(MoveWords, FromText) {
       {rooks, "a7b8", ANY, 0},  // nothing to capture
       {rooks, "a7a8q", ANY, 0},
       {rooks, "g1f3", ANY, board::makeMoveWord(board::KNIGHT, 6, 21)},
-      {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a8", ANY,
-       board::makeMoveWord(board::ROOK, 0, 56, 0, 0, board::MOVE_CHECK)},
+      {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a8", ANY, board::makeMoveWord(board::ROOK, 0, 56, 0, 0, board::MOVE_CHECK)},
   };
   for (const Case& c : cases) {
     auto pos = positionFromFen(c.fen);
@@ -62,7 +54,6 @@ TEST(MoveWords, FromText) {
     EXPECT_EQ(board::textToMove(*pos, bad), 0u) << bad;
     EXPECT_EQ(board::legalMoveFromText(*pos, bad), 0u) << bad;
   }
-  EXPECT_EQ(text(board::CASTLE_KING_SIDE_MOVE, true), "e8g8");
 }
 
 TEST(MoveWords, PackAndUnpack) {
@@ -77,18 +68,6 @@ TEST(MoveWords, PackAndUnpack) {
   EXPECT_EQ(board::packMove(board::CASTLE_KING_SIDE_MOVE), 0x1000 | 4 | 6 << 6);
   EXPECT_EQ(board::unpackMove(*pos, board::PackedMove(0x1000 | 17 | 6 << 6)), board::CASTLE_KING_SIDE_MOVE);
   EXPECT_EQ(board::unpackMove(*pos, 0), 0u);
-
-  // Every legal move of a few positions survives the round trip.
-  for (const char* fen : {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-                          "4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 1", "r3k3/1P6/8/8/8/8/8/4K3 w - - 0 1",
-                          "rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8"}) {
-    auto p = positionFromFen(fen);
-    for (board::Move legal : boardtest::legalMoves(*p)) {
-      EXPECT_EQ(board::unpackMove(*p, board::packMove(legal)), legal) << fen << " " << std::hex << legal;
-      EXPECT_EQ(board::textToMove(*p, text(legal, board::blackToMove(board::currentState(*p))).c_str()),
-                board::withoutCheck(legal));
-    }
-  }
 }
 
 }  // namespace
