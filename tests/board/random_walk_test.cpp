@@ -1,8 +1,7 @@
 // Random legal games from varied starts. After every move the incremental record is checked against
 // full recomputations and slow references: keys and sums, unmake, the legal list, check marks,
 // isPseudoLegalQuiet, the legal-move counter, each move's text and packed form, the FEN round trip
-// and the colour-mirrored twin. Then
-// isPseudoLegalQuiet on moves that do not belong to the position.
+// and the colour-mirrored twin. Then isPseudoLegalQuiet on moves that do not belong to the position.
 #include <gtest/gtest.h>
 
 #include <cstring>
