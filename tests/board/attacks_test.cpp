@@ -1,5 +1,4 @@
-// Attack tables: the magic slider lookups against a ray scan for every occupancy subset, and the
-// constants that other code relies on.
+// Attack tables: the magic slider lookups and the square-pair tables against a ray scan.
 #include <gtest/gtest.h>
 
 #include "board/attacks.h"
@@ -12,15 +11,12 @@ using board::bit;
 // Attacks of a slider from a square by walking each ray until the first occupied square.
 // With withoutEdge, the last square of each ray is left out (the relevant-occupancy mask).
 Bitboard scanAttacks(int square, Bitboard occ, bool straight, bool withoutEdge = false) {
-  static constexpr int STRAIGHT[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
-  static constexpr int DIAGONAL[4][2] = {{1, 1}, {-1, -1}, {-1, 1}, {1, -1}};
-  const auto& steps = straight ? STRAIGHT : DIAGONAL;
+  static constexpr int STEPS[2][4][2] = {{{1, 1}, {-1, -1}, {-1, 1}, {1, -1}}, {{1, 0}, {-1, 0}, {0, 1}, {0, -1}}};
+  const auto onBoard = [](int file, int rank) { return file >= 0 && file < 8 && rank >= 0 && rank < 8; };
   Bitboard result = 0;
-  for (const auto& step : steps) {
-    int file = square % 8 + step[0], rank = square / 8 + step[1];
-    for (; file >= 0 && file < 8 && rank >= 0 && rank < 8; file += step[0], rank += step[1]) {
-      const int nextFile = file + step[0], nextRank = rank + step[1];
-      if (withoutEdge && (nextFile < 0 || nextFile > 7 || nextRank < 0 || nextRank > 7)) break;
+  for (const auto& [df, dr] : STEPS[straight]) {
+    for (int file = square % 8 + df, rank = square / 8 + dr; onBoard(file, rank); file += df, rank += dr) {
+      if (withoutEdge && !onBoard(file + df, rank + dr)) break;
       result |= bit(rank * 8 + file);
       if (occ & bit(rank * 8 + file)) break;
     }
@@ -29,39 +25,30 @@ Bitboard scanAttacks(int square, Bitboard occ, bool straight, bool withoutEdge =
 }
 
 TEST(MagicTable, EverySubsetOfEverySquareMatchesARayScan) {
-  const board::Bitboard* bishopStart = board::bishopMagic[0].attacks;
-  const board::Bitboard* rookStart = board::rookMagic[0].attacks;
-  int bishopEntries = 0, rookEntries = 0;
+  int entries[2] = {0, 0};  // bishop, rook
   for (int square = 0; square < 64; ++square) {
-    for (int kind = 0; kind < 2; ++kind) {
-      const bool straight = kind == 1;
+    for (const bool straight : {false, true}) {
       const board::MagicEntry& e = straight ? board::rookMagic[square] : board::bishopMagic[square];
       // The mask is the rays without their edge squares; the slice follows the previous one.
-      const Bitboard edgeless = scanAttacks(square, 0, straight, true);
-      ASSERT_EQ(e.mask, edgeless) << "square " << square << (straight ? " rook" : " bishop");
+      ASSERT_EQ(e.mask, scanAttacks(square, 0, straight, true)) << "square " << square << " straight " << straight;
       ASSERT_EQ(e.shift, uint64_t(64 - platform::popcount(e.mask)));
-      if (straight) {
-        ASSERT_EQ(e.attacks, rookStart + rookEntries);
-        rookEntries += 1 << platform::popcount(e.mask);
-      } else {
-        ASSERT_EQ(e.attacks, bishopStart + bishopEntries);
-        bishopEntries += 1 << platform::popcount(e.mask);
-      }
+      ASSERT_EQ(e.attacks, (straight ? board::rookMagic : board::bishopMagic)[0].attacks + entries[straight]);
+      entries[straight] += 1 << platform::popcount(e.mask);
       Bitboard subset = 0;
       do {
         // Pieces outside the mask never change the result.
         const Bitboard noise = (subset * 0x9E3779B97F4A7C15ULL) & ~e.mask & ~bit(square);
-        const Bitboard expected = scanAttacks(square, subset, straight);
         const Bitboard got = straight ? board::rookAttacks(square, subset | noise)
                                       : board::bishopAttacks(square, subset | noise);
-        ASSERT_EQ(got, expected) << "square " << square << " occupancy " << std::hex << subset;
+        ASSERT_EQ(got, scanAttacks(square, subset, straight))
+            << "square " << square << " occupancy " << std::hex << subset;
         subset = (subset - e.mask) & e.mask;
       } while (subset);
     }
   }
-  EXPECT_EQ(bishopEntries, board::BISHOP_TABLE_SIZE);
-  EXPECT_EQ(rookEntries, board::ROOK_TABLE_SIZE);
-  EXPECT_EQ(rookStart, bishopStart + board::BISHOP_TABLE_SIZE);
+  EXPECT_EQ(entries[0], board::BISHOP_TABLE_SIZE);
+  EXPECT_EQ(entries[1], board::ROOK_TABLE_SIZE);
+  EXPECT_EQ(board::rookMagic[0].attacks, board::bishopMagic[0].attacks + board::BISHOP_TABLE_SIZE);
   // The first multipliers are the published ones.
   EXPECT_EQ(board::bishopMagic[0].magic, 0x89A1121896040240ULL);
   EXPECT_EQ(board::bishopMagic[63].magic, 0x40102000A0A60140ULL);
@@ -69,53 +56,23 @@ TEST(MagicTable, EverySubsetOfEverySquareMatchesARayScan) {
   EXPECT_EQ(board::rookMagic[63].magic, 0x0026002114058042ULL);
 }
 
-TEST(AttackTables, PublishedValues) {
-  constexpr int A1 = 0, D4 = 27, F6 = 45, H8 = 63, H7 = 55, G8 = 62, E1 = 4, E8 = 60, F3 = 21, H1 = 7,
-                A8 = 56, C3 = 18, A3 = 16;
-  EXPECT_EQ(board::rookAttacks(A1, 0), 0x01010101010101FEULL);
-  EXPECT_EQ(platform::popcount(board::bishopAttacks(D4, 0)), 13);
-  const Bitboard blocked = board::bishopAttacks(D4, bit(F6));
-  EXPECT_TRUE(blocked & bit(F6));
-  EXPECT_FALSE(blocked & bit(F6 + 9));
-  EXPECT_EQ(board::rookAttacks(H8, bit(H7) | bit(G8)), bit(H7) | bit(G8));
-  EXPECT_EQ(board::lineBetween(E1, E8), 0x1010101010101000ULL);
-  EXPECT_EQ(board::lineBetween(E1, F3), 0u);
-  EXPECT_EQ(board::directionBetween(E1, F3), 8);
-  EXPECT_EQ(board::directionBetween(A1, H8), 4);
-  EXPECT_EQ(board::directionBetween(H1, A8), 6);
-  EXPECT_EQ(board::directionBetween(C3, A3), 1);
-  EXPECT_EQ(board::directionBetween(E1, E1), 8);
-  EXPECT_EQ(board::lineBetween(E1, E1), 0u);
-  EXPECT_EQ(board::epNeighbours[0], 0x2000000ULL);
-  EXPECT_EQ(board::epNeighbours[7], 0x40000000ULL);
-  EXPECT_EQ(board::epCapturers[0], 0x200000000ULL);
-  EXPECT_EQ(board::epCapturers[3], 0x1400000000ULL);
-  EXPECT_EQ(board::epCapturers[7], bit(38));
-  EXPECT_EQ(board::kingAttacks[A1], bit(1) | bit(8) | bit(9));
-  EXPECT_EQ(board::knightAttacks[A1], bit(10) | bit(17));
-  EXPECT_EQ(platform::popcount(board::knightAttacks[D4]), 8);
-}
-
-// lineTo and lineDirection agree with each other and with the slider attacks on an empty board.
+// lineBetween and directionBetween agree with each other and with the slider attacks on an empty board.
 TEST(AttackTables, SquarePairTablesAgreeWithRays) {
   for (int a = 0; a < 64; ++a) {
     for (int b = 0; b < 64; ++b) {
       const Bitboard line = board::lineBetween(a, b);
       const int direction = board::directionBetween(a, b);
-      const bool straight = (board::rookAttacks(a, 0) >> b) & 1;
-      const bool diagonal = (board::bishopAttacks(a, 0) >> b) & 1;
+      const bool straight = (board::rookAttacks(a, 0) >> b) & 1, diagonal = (board::bishopAttacks(a, 0) >> b) & 1;
       ASSERT_EQ(direction != 8, straight || diagonal) << a << " " << b;
       if (direction == 8) {
         ASSERT_EQ(line, 0u);
         continue;
       }
       ASSERT_EQ(direction < 4, straight);
-      const Bitboard expected =
-          (straight ? board::rookAttacks(a, bit(b)) & board::rookAttacks(b, bit(a))
-                    : board::bishopAttacks(a, bit(b)) & board::bishopAttacks(b, bit(a))) |
-          bit(b);
-      ASSERT_EQ(line, expected) << a << " " << b;
       ASSERT_EQ(direction < 2, a / 8 == b / 8);
+      const Bitboard expected = straight ? board::rookAttacks(a, bit(b)) & board::rookAttacks(b, bit(a))
+                                         : board::bishopAttacks(a, bit(b)) & board::bishopAttacks(b, bit(a));
+      ASSERT_EQ(line, expected | bit(b)) << a << " " << b;
     }
   }
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Helpers for the board tests: positions from FEN text and moves from coordinate text.
+// Helpers for the board tests: positions from FEN text, moves as coordinate text.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -21,25 +21,11 @@ inline std::unique_ptr<board::Position> positionFromFen(const std::string& fen) 
   return pos;
 }
 
-// The legal move of the current record whose text is `text`, or 0.
-inline board::Move legalMoveFromText(board::Position& pos, const std::string& text) {
-  board::Move moves[board::MAX_MOVES];
-  board::Move* end = board::generateLegalMoves(pos, moves);
-  const bool black = board::blackToMove(board::currentState(pos));
-  for (board::Move* m = moves; m != end; ++m) {
-    char buffer[6];
-    board::moveToText(*m, black, buffer);
-    if (text == buffer) return *m;
-  }
-  return 0;
-}
-
 // Plays blank-separated legal moves; fails the test on a move that is not legal.
 inline void playMoves(board::Position& pos, const std::string& moves) {
   std::istringstream in(moves);
-  std::string word;
-  while (in >> word) {
-    const board::Move move = legalMoveFromText(pos, word);
+  for (std::string word; in >> word;) {
+    const board::Move move = board::legalMoveFromText(pos, word.c_str());
     ASSERT_NE(move, 0u) << "not legal: " << word;
     board::makeMove(pos, move);
   }
@@ -47,8 +33,13 @@ inline void playMoves(board::Position& pos, const std::string& moves) {
 
 inline std::vector<board::Move> legalMoves(board::Position& pos) {
   board::Move moves[board::MAX_MOVES];
-  board::Move* end = board::generateLegalMoves(pos, moves);
-  return std::vector<board::Move>(moves, end);
+  return std::vector<board::Move>(moves, board::generateLegalMoves(pos, moves));
+}
+
+inline std::string moveText(const board::Position& pos, board::Move m) {
+  char buffer[6];
+  board::moveToText(m, board::blackToMove(board::currentState(pos)), buffer);
+  return buffer;
 }
 
 inline std::string fenOf(const board::Position& pos) {

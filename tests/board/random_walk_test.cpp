@@ -1,16 +1,13 @@
 // Random legal games from varied starts. After every move the incremental record is checked against
 // full recomputations and slow references: keys and sums, unmake, the legal list, check marks,
-// isPseudoLegalQuiet, the legal-move counter, the FEN round trip and the colour-mirrored twin.
+// isPseudoLegalQuiet, the legal-move counter, each move's text and packed form, the FEN round trip
+// and the colour-mirrored twin. Then isPseudoLegalQuiet on moves that do not belong to the position.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cctype>
 #include <cstring>
 #include <fstream>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,6 +18,7 @@
 #include "board/queries.h"
 #include "board_test_util.h"
 #include "support/engine_process.h"
+#include "support/fen_twins.h"
 
 namespace {
 
@@ -28,6 +26,8 @@ using board::Bitboard;
 using board::BoardState;
 using board::Move;
 using board::ScoredMove;
+
+bool sameBytes(const BoardState& a, const BoardState& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 // Whether the side to move attacks `square`, from the table lookups alone (no board queries).
 bool sideToMoveAttacks(const BoardState& s, int square) {
@@ -49,58 +49,25 @@ bool sideToMoveInCheck(const BoardState& s) {
   return sideToMoveAttacks(other, board::opponentKingSquare(other));
 }
 
-std::string mirrorFen(const std::string& fen) {
-  std::istringstream in(fen);
-  std::string placement, side, castling, ep, halfmove, fullmove;
-  in >> placement >> side >> castling >> ep >> halfmove >> fullmove;
-  std::vector<std::string> ranks;
-  std::stringstream ranksIn(placement);
-  for (std::string rank; std::getline(ranksIn, rank, '/');) ranks.push_back(rank);
-  std::string result;
-  for (auto it = ranks.rbegin(); it != ranks.rend(); ++it) {
-    if (!result.empty()) result += '/';
-    for (char c : *it) result += std::isalpha(static_cast<unsigned char>(c)) ? char(c ^ 0x20) : c;
-  }
-  std::ostringstream out;
-  out << result << ' ' << (side == "w" ? 'b' : 'w') << ' ';
-  bool anyRight = false;
-  for (char c : {'K', 'Q', 'k', 'q'}) {
-    if (castling.find(char(c ^ 0x20)) == std::string::npos) continue;
-    out << c;
-    anyRight = true;
-  }
-  if (!anyRight) out << '-';
-  if (ep.size() == 2) ep[1] = ep[1] == '3' ? '6' : '3';
-  out << ' ' << ep << ' ' << halfmove << ' ' << fullmove;
-  return out.str();
-}
-
+// The perft suite's positions and a few hand-picked ones.
 std::vector<std::string> startFens() {
   std::vector<std::string> fens = {
-      board::START_FEN,
-      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-      "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
-      "r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1",
-      "rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
-      "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
-      "4k3/1P6/8/8/8/8/6p1/4K3 w - - 0 1",
-      "8/8/4k3/3pP3/8/8/8/4K2R w K d6 0 1",
+      "4k3/1P6/8/8/8/8/6p1/4K3 w - - 0 1", "8/8/4k3/3pP3/8/8/8/4K2R w K d6 0 1",
+      // Discovered checks (knight, pawn capture, king, en passant), a push that discovers none, a knight
+      // promotion's check, castling into check, double check, an en-passant evasion, pins on a file and a rank.
+      "4k3/8/8/8/8/8/4N3/4R1K1 w - - 0 1", "4k3/8/8/8/8/8/4P3/4R1K1 w - - 0 1", "7k/8/8/2p5/3P4/8/8/B6K w - - 0 1",
+      "8/8/8/8/8/8/k3K2R/8 w - - 0 1", "8/8/8/k2pP2R/8/8/8/4K3 w - d6 0 1", "8/1P1k4/8/8/8/8/8/4K3 w - - 0 1",
+      "5k2/8/8/8/8/8/8/4K2R w K - 0 1", "3k4/8/8/8/8/8/8/R3K3 w Q - 0 1", "B6b/8/8/8/2K5/5k2/8/b6B b - - 0 1",
+      "8/8/8/k7/1Pp5/8/8/4K3 b - b3 0 1", "4k3/4r3/8/8/8/8/4N3/4K3 w - - 0 1", "8/8/8/K2pP2r/8/8/8/7k w - d6 0 1",
+      "4r2k/8/8/8/8/8/4K3/8 w - - 0 1",
   };
-  const std::string dir = testsupport::dataDir();
-  if (!dir.empty()) {
-    std::ifstream in(dir + "/perft.epd");
-    for (std::string line; std::getline(in, line);) {
-      const std::string fen = line.substr(0, line.find(';'));
-      if (!fen.empty()) fens.push_back(fen);
-    }
-  }
+  std::ifstream in(testsupport::dataDir() + "/perft.epd");
+  for (std::string line; std::getline(in, line);) fens.push_back(line.substr(0, line.find(';')));
   return fens;
 }
 
 struct WalkStats {
-  int games = 0;
-  int positions = 0;
-  int checks = 0;
+  int games = 0, positions = 0, checks = 0;
 };
 
 // Checks the current record of pos thoroughly; `killers` are quiet moves seen in other positions.
@@ -109,11 +76,8 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
   ++stats.positions;
 
   BoardState recomputed = s;
-  board::computeKeys(recomputed);
-  ASSERT_EQ(recomputed.key, s.key);
-  ASSERT_EQ(recomputed.pawnKey, s.pawnKey);
-  ASSERT_EQ(recomputed.psqMg, s.psqMg);
-  ASSERT_EQ(recomputed.psqEg, s.psqEg);
+  board::computeKeys(recomputed);  // key, pawnKey and the placement sums
+  ASSERT_TRUE(sameBytes(recomputed, s));
   const bool inCheck = sideToMoveInCheck(s);
   ASSERT_EQ(board::isInCheck(s), inCheck);
   ASSERT_EQ(board::inCheck(pos), inCheck);
@@ -121,8 +85,7 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
   // Reference: every pseudo-legal move (castling only out of check) whose make leaves the king safe.
   ScoredMove list[board::MAX_MOVES];
   ScoredMove* last = board::generateQuiets(pos, board::generateCaptures(pos, list));
-  std::set<Move> reference;
-  std::set<Move> quiets;
+  std::set<Move> reference, quiets;
   const BoardState before = s;
   for (ScoredMove* m = list; m != last; ++m) {
     if (inCheck && (m->move & board::MOVE_CASTLING)) continue;
@@ -131,13 +94,10 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
     const bool legal = !moverInCheck(board::currentState(pos));
     board::unmakeMove(pos);
     // In check the query is meant for evasions only (checked below).
-    if (!inCheck) {
-      EXPECT_EQ(board::leavesKingAttacked(pos, m->move) == 0, legal) << std::hex << m->move;
-    }
+    EXPECT_TRUE(inCheck || (board::leavesKingAttacked(pos, m->move) == 0) == legal) << std::hex << m->move;
     if (legal) reference.insert(board::withoutCheck(m->move));
   }
-  if (inCheck) {
-    // Evasions hold every legal move.
+  if (inCheck) {  // the evasions hold every legal move
     last = board::generateEvasions(pos, list);
     std::set<Move> evasions;
     for (ScoredMove* m = list; m != last; ++m)
@@ -150,23 +110,23 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
   std::set<Move> legal;
   for (Move* m = legalList; m != legalEnd; ++m) {
     legal.insert(board::withoutCheck(*m));
+    ASSERT_EQ(board::unpackMove(pos, board::packMove(*m)), *m) << std::hex << *m;
+    ASSERT_EQ(board::textToMove(pos, boardtest::moveText(pos, *m).c_str()), board::withoutCheck(*m));
     board::makeMove(pos, *m);
-    const BoardState& after = board::currentState(pos);
-    const bool givesCheck = sideToMoveInCheck(after);
+    const bool givesCheck = sideToMoveInCheck(board::currentState(pos));
     ASSERT_EQ((*m & board::MOVE_CHECK) != 0, givesCheck) << std::hex << *m;
-    ASSERT_EQ(board::isInCheck(after), givesCheck);
+    ASSERT_EQ(board::isInCheck(board::currentState(pos)), givesCheck);
     board::unmakeMove(pos);
-    ASSERT_EQ(std::memcmp(&board::currentState(pos), &before, sizeof before), 0);
+    ASSERT_TRUE(sameBytes(board::currentState(pos), before));
     stats.checks += givesCheck;
   }
   ASSERT_EQ(legal.size(), size_t(legalEnd - legalList)) << "duplicate legal moves";
   ASSERT_EQ(legal, reference);
   ASSERT_EQ(board::countLegalMoves(pos), int(legal.size()));
 
-  if (!inCheck) {
-    // Quiet generator check marks, and the quiet-checks generator.
+  if (!inCheck) {  // the quiet generator's check marks, and the quiet-checks generator
     last = board::generateQuiets(pos, list);
-    std::vector<Move> quietChecks;
+    std::vector<Move> quietChecks, generated;
     for (ScoredMove* m = list; m != last; ++m) {
       Move marked = board::withoutCheck(m->move);
       board::markCheckQuiet(pos, marked);
@@ -174,64 +134,44 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
       if ((m->move & board::MOVE_CHECK) && !(m->move & board::MOVE_CASTLING)) quietChecks.push_back(m->move);
     }
     last = board::generateQuietChecks(pos, list);
-    ASSERT_EQ(std::vector<Move>(quietChecks), [&] {
-      std::vector<Move> v;
-      for (ScoredMove* m = list; m != last; ++m) v.push_back(m->move);
-      return v;
-    }());
+    for (ScoredMove* m = list; m != last; ++m) generated.push_back(m->move);
+    ASSERT_EQ(generated, quietChecks);
     for (Move q : quiets) ASSERT_TRUE(board::isPseudoLegalQuiet(pos, q)) << std::hex << q;
     for (Move k : killers) ASSERT_EQ(board::isPseudoLegalQuiet(pos, k), quiets.count(k) == 1) << std::hex << k;
   }
 
-  // FEN round trip and the colour-mirrored twin.
-  const std::string fen = boardtest::fenOf(pos);
+  // FEN round trip (the repetition mark aside) and the colour-mirrored twin (colour and keys aside).
+  const std::string fen = boardtest::fenOf(pos), twinFen = testsupport::flipColours(fen);
+  BoardState expected = s;
+  expected.flags &= uint8_t(~board::FLAG_REPETITION);
   auto again = std::make_unique<board::Position>();
   ASSERT_TRUE(board::setupFromFen(*again, fen)) << fen;
-  const BoardState& copy = board::currentState(*again);
-  ASSERT_EQ(copy.key, s.key) << fen;
-  ASSERT_EQ(std::memcmp(copy.bb, s.bb, sizeof s.bb), 0) << fen;
-  ASSERT_EQ(copy.castling, s.castling) << fen;
-  ASSERT_EQ(copy.epFile, s.epFile) << fen;
-  const std::string twinFen = mirrorFen(fen);
+  ASSERT_TRUE(sameBytes(board::currentState(*again), expected)) << fen;
   ASSERT_TRUE(board::setupFromFen(*again, twinFen)) << twinFen;
-  const BoardState& twin = board::currentState(*again);
-  ASSERT_EQ(std::memcmp(twin.bb, s.bb, sizeof s.bb), 0) << twinFen;
-  ASSERT_EQ(twin.castling, s.castling);
-  ASSERT_EQ(twin.epFile, s.epFile);
-  ASSERT_EQ(twin.psqMg, s.psqMg);
-  ASSERT_EQ(twin.psqEg, s.psqEg);
+  BoardState twin = board::currentState(*again);
+  twin.flags ^= board::FLAG_BLACK, twin.key = s.key, twin.pawnKey = s.pawnKey;
+  ASSERT_TRUE(sameBytes(twin, expected)) << twinFen;
   ASSERT_EQ(boardtest::legalMoves(*again).size(), legal.size()) << twinFen;
 }
 
-// Fills the placement values of the key table with arbitrary owner-relative values (the same for
-// both colours of a piece type) for the life of the guard, so that the incremental sums are checked
-// with non-zero values whatever the evaluation's tables hold.
-class PlacementValues {
- public:
-  PlacementValues() : saved_(board::keyTable) {
-    std::mt19937 rng(77);
-    for (int type = board::PAWN; type <= board::KING; ++type) {
-      for (int square = 0; square < 64; ++square) {
-        const auto mg = int16_t(int(rng() % 401) - 200), eg = int16_t(int(rng() % 401) - 200);
-        for (int code : {type, type + 8}) {
-          board::keyTable[code * 64 + square].mg = mg;
-          board::keyTable[code * 64 + square].eg = eg;
-        }
-      }
+TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
+  // Arbitrary owner-relative placement values in the key table (the same for both colours of a
+  // type), so that the kept sums are checked with non-zero values whatever the evaluation's tables
+  // hold; the table is restored on the way out.
+  struct Restore {
+    const decltype(board::keyTable) saved = board::keyTable;
+    ~Restore() { board::keyTable = saved; }
+  } restore;
+  std::mt19937 rng(20261123);
+  for (int type = board::PAWN; type <= board::KING; ++type) {
+    for (int square = 0; square < 64; ++square) {
+      const auto mg = int16_t(int(rng() % 401) - 200), eg = int16_t(int(rng() % 401) - 200);
+      for (board::KeyEntry* e : {&board::keyTable[type * 64 + square], &board::keyTable[(type + 8) * 64 + square]})
+        e->mg = mg, e->eg = eg;
     }
   }
-  ~PlacementValues() { board::keyTable = saved_; }
-
- private:
-  std::array<board::KeyEntry, board::KEY_TABLE_SIZE> saved_;
-};
-
-TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
-  const PlacementValues placementValues;
-  std::mt19937 rng(20261123);
   const std::vector<std::string> fens = startFens();
-  constexpr int GAMES_PER_START = 12;
-  constexpr int MAX_PLIES = 60;
+  constexpr int GAMES_PER_START = 12, MAX_PLIES = 60;
   auto pos = std::make_unique<board::Position>();
   std::vector<Move> killers;
   WalkStats stats;
@@ -249,22 +189,25 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
         if (moves.empty()) break;
         const Move move = moves[rng() % moves.size()];
         if (!(move & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))) {
-          if (killers.size() < 64) {
-            killers.push_back(board::withoutCheck(move));
-          } else {
-            killers[rng() % killers.size()] = board::withoutCheck(move);
-          }
+          if (killers.size() < 64) killers.push_back(0);
+          killers[rng() % killers.size()] = board::withoutCheck(move);
         }
-        // Now and then a null move, out of check, taken back at once: keys must follow.
+        // Now and then a null move, out of check, taken back at once: keys must follow, the
+        // en-passant file and the clock start afresh.
         if (!board::isInCheck(board::currentState(*pos)) && rng() % 8 == 0) {
           board::makeNullMove(*pos);
           BoardState recomputed = board::currentState(*pos);
           board::computeKeys(recomputed);
-          ASSERT_EQ(recomputed.key, board::currentState(*pos).key);
-          ASSERT_EQ(recomputed.pawnKey, board::currentState(*pos).pawnKey);
+          ASSERT_TRUE(sameBytes(recomputed, board::currentState(*pos)));
+          ASSERT_EQ(recomputed.epFile, board::NO_EP_FILE);
+          ASSERT_EQ(recomputed.halfmoveClock, 0);
           board::unmakeMove(*pos);
         }
         board::makeMove(*pos, move);
+        // A double step leaves an en-passant file only when a pawn stands beside it to take.
+        const BoardState& made = board::currentState(*pos);
+        ASSERT_TRUE(made.epFile == board::NO_EP_FILE ||
+                    (board::pawns(made) & made.bb[0] & board::epCapturers[made.epFile]));
         // Keep the stack short as the "position" command does: collapse after irreversible moves.
         if (board::currentState(*pos).halfmoveClock == 0) {
           pos->states[0] = board::currentState(*pos);
@@ -277,6 +220,23 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
   EXPECT_GT(stats.games, 90);
   EXPECT_GT(stats.positions, 3000);
   EXPECT_GT(stats.checks, 100);
+}
+
+// Killers and hash moves from other positions: only a quiet move the generators would give passes.
+TEST(LegalityQueries, PseudoLegalQuietRefusesStaleMoves) {
+  auto pos = boardtest::positionFromFen("r3k2r/8/8/8/8/8/4P3/R3K1NR w KQkq - 0 1");
+  using board::makeMoveWord;
+  const std::pair<Move, bool> cases[] = {
+      {makeMoveWord(board::KNIGHT, 6, 21), true},  {makeMoveWord(board::KNIGHT, 6, 21) | board::MOVE_CHECK, false},
+      {makeMoveWord(board::KNIGHT, 5, 20), false}, {makeMoveWord(board::KNIGHT, 6, 12), false},  // none; occupied
+      {makeMoveWord(board::BISHOP, 6, 15), false}, {makeMoveWord(board::PAWN, 12, 28), true},
+      {makeMoveWord(board::PAWN, 12, 36), false},  {board::CASTLE_QUEEN_SIDE_MOVE, true},
+      {board::CASTLE_KING_SIDE_MOVE, false},       {board::CASTLE_QUEEN_SIDE_MOVE | board::MOVE_CHECK, false},
+      {0xFFFF0000u | board::KNIGHT, false}};
+  for (const auto& [move, expected] : cases)
+    EXPECT_EQ(board::isPseudoLegalQuiet(*pos, move), expected) << std::hex << move;
+  boardtest::playMoves(*pos, "a1b1 a8b8 b1a1 b8a8");  // the right is gone, the rook is back
+  EXPECT_FALSE(board::isPseudoLegalQuiet(*pos, board::CASTLE_QUEEN_SIDE_MOVE));
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 #pragma once
-// Helpers for the evaluation tests: FEN twins, test positions from the shared data and from random
-// games, and evaluation of a FEN with or without a breakdown.
+// Helpers for the evaluation tests: the file-mirrored twin of a FEN, test positions from the shared
+// data and from random games, and the breakdown of a FEN.
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -17,111 +15,31 @@
 #include "board/position.h"
 #include "eval/eval.h"
 #include "support/engine_process.h"
+#include "support/fen_twins.h"
 
 namespace evaltest {
 
-inline std::vector<std::string> splitFields(const std::string& fen) {
-  std::istringstream in(fen);
-  std::vector<std::string> fields;
-  for (std::string field; in >> field;) fields.push_back(field);
-  while (fields.size() < 6) fields.push_back(fields.size() == 4 ? "0" : fields.size() == 5 ? "1" : "-");
-  return fields;
-}
-
-inline std::string joinFields(const std::vector<std::string>& f) {
-  return f[0] + " " + f[1] + " " + f[2] + " " + f[3] + " " + f[4] + " " + f[5];
-}
-
-inline std::vector<std::string> ranksOf(const std::string& placement) {
-  std::vector<std::string> ranks;
-  std::string rank;
-  for (char c : placement) {
-    if (c == '/') {
-      ranks.push_back(rank);
-      rank.clear();
-    } else {
-      rank += c;
-    }
-  }
-  ranks.push_back(rank);
-  return ranks;
-}
-
-// The colour-exchanged twin: ranks mirrored, colours and side to move swapped, castling and
-// en-passant mirrored.
-inline std::string flipColours(const std::string& fen) {
-  std::vector<std::string> f = splitFields(fen);
-  std::vector<std::string> ranks = ranksOf(f[0]);
-  std::string placement;
-  for (int i = int(ranks.size()) - 1; i >= 0; --i) {
-    for (char c : ranks[i])
-      placement += std::isalpha(static_cast<unsigned char>(c))
-                       ? char(std::isupper(static_cast<unsigned char>(c)) ? std::tolower(c) : std::toupper(c))
-                       : c;
-    if (i) placement += '/';
-  }
-  f[0] = placement;
-  f[1] = f[1] == "w" ? "b" : "w";
-  if (f[2] != "-") {
-    std::string castling;
-    for (char c : std::string("KQkq"))
-      for (char have : f[2])
-        if (have == (std::isupper(static_cast<unsigned char>(c)) ? char(std::tolower(c)) : char(std::toupper(c))))
-          castling += c;
-    f[2] = castling;
-  }
-  if (f[3] != "-") f[3] = std::string(1, f[3][0]) + (f[3][1] == '3' ? "6" : "3");
-  return joinFields(f);
-}
-
 // The file-mirrored twin (a-file exchanged with the h-file); castling rights are dropped.
 inline std::string mirrorFiles(const std::string& fen) {
-  std::vector<std::string> f = splitFields(fen);
-  std::vector<std::string> ranks = ranksOf(f[0]);
-  std::string placement;
-  for (size_t i = 0; i < ranks.size(); ++i) {
-    std::string expanded;
-    for (char c : ranks[i]) {
-      if (std::isdigit(static_cast<unsigned char>(c)))
-        expanded.append(size_t(c - '0'), '1');
-      else
-        expanded += c;
-    }
-    std::string reversed(expanded.rbegin(), expanded.rend());
-    std::string packed;
-    int empty = 0;
-    for (char c : reversed) {
-      if (c == '1') {
-        ++empty;
-        continue;
-      }
-      if (empty) packed += char('0' + empty), empty = 0;
-      packed += c;
-    }
-    if (empty) packed += char('0' + empty);
-    placement += packed;
-    if (i + 1 < ranks.size()) placement += '/';
-  }
-  f[0] = placement;
-  f[2] = "-";
-  if (f[3] != "-") f[3] = std::string(1, char('h' - (f[3][0] - 'a'))) + f[3][1];
-  return joinFields(f);
+  std::istringstream in(fen);
+  std::string placement, side, castling, ep = "-", halfmove = "0", fullmove = "1";
+  in >> placement >> side >> castling >> ep >> halfmove >> fullmove;
+  // A rank's text read backwards, runs of empty squares included, is the rank mirrored.
+  std::istringstream ranks(placement);
+  std::string mirrored;
+  for (std::string rank; std::getline(ranks, rank, '/');)
+    mirrored.append(mirrored.empty() ? 0 : 1, '/').append(rank.rbegin(), rank.rend());
+  if (ep != "-") ep[0] = char('h' - (ep[0] - 'a'));
+  return mirrored + ' ' + side + " - " + ep + ' ' + halfmove + ' ' + fullmove;
 }
 
-// Up to maxCount positions (the FEN part of each line) of a data file; empty when absent.
+// Up to maxCount positions (the first four fields of each line) of a data file.
 inline std::vector<std::string> loadDataFens(const std::string& name, size_t maxCount) {
   std::vector<std::string> fens;
-  const std::string dir = testsupport::dataDir();
-  if (dir.empty()) return fens;
-  std::ifstream in(dir + "/" + name);
-  for (std::string line; fens.size() < maxCount && std::getline(in, line);) {
+  std::ifstream in(testsupport::dataDir() + "/" + name);
+  for (std::string line, w[4]; fens.size() < maxCount && std::getline(in, line);) {
     std::istringstream words(line);
-    std::vector<std::string> w;
-    for (std::string word; w.size() < 6 && words >> word;) w.push_back(word);
-    if (w.size() < 4) continue;
-    const bool counters = w.size() == 6 && std::isdigit(static_cast<unsigned char>(w[4][0])) &&
-                          std::isdigit(static_cast<unsigned char>(w[5][0]));
-    fens.push_back(w[0] + " " + w[1] + " " + w[2] + " " + w[3] + (counters ? " " + w[4] + " " + w[5] : " 0 1"));
+    if (words >> w[0] >> w[1] >> w[2] >> w[3]) fens.push_back(w[0] + " " + w[1] + " " + w[2] + " " + w[3] + " 0 1");
   }
   return fens;
 }
@@ -162,23 +80,16 @@ inline std::vector<std::string> variedFens() {
 // Sets up a FEN in a heap position (the records are large).
 inline std::unique_ptr<board::Position> setUp(const std::string& fen) {
   auto pos = std::make_unique<board::Position>();
-  if (!board::setupFromFen(*pos, fen)) return nullptr;
-  return pos;
+  return board::setupFromFen(*pos, fen) ? std::move(pos) : nullptr;
 }
 
-inline eval::EvalTrace traceOf(const std::string& fen, int ply = 0) {
+inline eval::EvalTrace traceOf(const std::string& fen) {
   eval::EvalTrace trace;
   auto pos = setUp(fen);
   EXPECT_TRUE(pos) << fen;
-  if (!pos) return trace;
   eval::EvalContext context;
-  eval::evaluateTraced(*pos, ply, context, trace);
+  if (pos) eval::evaluateTraced(*pos, 0, context, trace);
   return trace;
-}
-
-// One term of one colour: {mg, eg}.
-inline std::pair<int, int> term(const eval::EvalTrace& trace, eval::EvalTerm t, int colour) {
-  return {trace.terms[t][colour][0], trace.terms[t][colour][1]};
 }
 
 }  // namespace evaltest
