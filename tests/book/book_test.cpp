@@ -239,12 +239,9 @@ TEST_F(BookTest, MoveConversion) {
     ASSERT_TRUE(book::openBook(writeFile("one.bin", encode({{key, c.record, 1}})).c_str()));
     const Move move = book::bookProbe(pos, true, nullptr, 0);
     EXPECT_EQ(text(pos, move), c.expected) << c.fen << " " << c.record;
-    if (move != 0) {
-      // The word is the legal move itself, flags and piece included.
-      Move legal[board::MAX_MOVES];
-      Move* end = board::generateLegalMoves(pos, legal);
-      EXPECT_NE(std::find(legal, end, move), end);
-    }
+    Move legal[board::MAX_MOVES];  // the word is the legal move itself, flags and piece included
+    Move* const end = board::generateLegalMoves(pos, legal);
+    EXPECT_TRUE(move == 0 || std::find(legal, end, move) != end);
   }
   // A foreign promotion code (5..7) is no move.
   setUp(pos, "4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
@@ -326,22 +323,17 @@ TEST(E2EBook, AnswersAtOnceOnlyForGoAndLogsTheAnswer) {
   const std::string dir = testsupport::makeTempDir();
   std::string expectedLog;
   testsupport::EngineProcess engine(dir);
-  for (const std::string& line : std::vector<std::string>{"setoption name Hash value 1", "setoption name Log value true",
-                                  "setoption name OwnBook value true", "setoption name BookFile value " + book,
-                                  "ucinewgame", "isready"})
-    engine.send(line);
+  for (const std::string& line : {std::string("Hash value 1"), std::string("Log value true"), std::string("OwnBook value true"), "BookFile value " + book})
+    engine.send("setoption name " + line);
+  engine.send("ucinewgame");
+  engine.send("isready");
   ASSERT_TRUE(engine.waitFor("readyok"));  // after the tablebase count
-  struct Case {
-    const char* go;
-    const char* first;  // the answer's first line
-    bool stop;          // a search that prints no "bestmove" until "stop"
-  };
-  const Case cases[] = {{"go wtime 60000 btime 60000", "bestmove e2e4 ", false},
-                        {"go depth 3 searchmoves g1f3", "info depth  1 ", false},
-                        {"go ponder wtime 60000 btime 60000", "info depth  1 ", true},
-                        {"go infinite", "info depth  1 ", true}};
-  for (const auto& [go, first, stop] : cases) {
+  const std::pair<const char*, const char*> cases[] = {  // "go" line, the answer's first line
+      {"go wtime 60000 btime 60000", "bestmove e2e4 "}, {"go depth 3 searchmoves g1f3", "info depth  1 "},
+      {"go ponder wtime 60000 btime 60000", "info depth  1 "}, {"go infinite", "info depth  1 "}};
+  for (const auto& [go, first] : cases) {
     engine.send(go);
+    const bool stop = std::strstr(go, "ponder") || std::strstr(go, "infinite");  // no "bestmove" before "stop"
     std::vector<std::string> lines;
     if (stop) {
       ASSERT_TRUE(engine.waitFor("info depth", 20000, &lines)) << go;

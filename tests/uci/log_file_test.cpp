@@ -1,5 +1,6 @@
 // New games and the log file through the engine's real pipes.
 #include <gtest/gtest.h>
+#include <sys/sysinfo.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -69,23 +70,12 @@ TEST(E2ELogFile, GoLinesAndSearchOutputAppendAcrossRuns) {
 // Whether a 72 GiB request is sure to be refused here rather than granted and then touched: the
 // kernel refuses mappings beyond memory plus swap unless overcommit is unconditional.
 bool hugeAllocationFails() {
-  std::FILE* mode = std::fopen("/proc/sys/vm/overcommit_memory", "r");
-  if (!mode) return false;
+  std::ifstream mode("/proc/sys/vm/overcommit_memory");
   int overcommit = 1;
-  const bool read = std::fscanf(mode, "%d", &overcommit) == 1;
-  std::fclose(mode);
-  if (!read || overcommit == 1) return false;
-  std::FILE* info = std::fopen("/proc/meminfo", "r");
-  if (!info) return false;
-  long long totalKb = 0;
-  char line[256];
-  while (std::fgets(line, sizeof line, info)) {
-    long long kb = 0;
-    if (std::sscanf(line, "MemTotal: %lld", &kb) == 1 || std::sscanf(line, "SwapTotal: %lld", &kb) == 1)
-      totalKb += kb;
-  }
-  std::fclose(info);
-  return totalKb > 0 && totalKb < (48ll << 20);
+  struct sysinfo info {};
+  if (!(mode >> overcommit) || overcommit == 1 || sysinfo(&info) != 0) return false;
+  const unsigned long long total = (info.totalram + info.totalswap) * (unsigned long long)info.mem_unit;
+  return total > 0 && total < (48ull << 30);
 }
 
 TEST(E2ENewGame, AllocationFailureEndsTheProcess) {
