@@ -1,13 +1,16 @@
-// Polyglot book: published keys, lookup at the edges of a file, the weights rule, move conversion
-// (castling, Black to move, promotions), the legality and root-move filters, and broken files.
+// Polyglot book: published keys, the lookup and the choice rules on built files (edges, weights,
+// the first sixteen records, root moves, broken files), move conversion (castling, Black to move,
+// promotions), real books walked from the start position, and the book through the engine's pipes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,17 +25,13 @@ namespace {
 
 using board::Move;
 
+constexpr uint64_t START_KEY = 0x463b96181691fc9cULL;
+
 // Sets up a FEN and plays the moves (coordinate text, blank-separated).
 void setUp(board::Position& pos, const char* fen, const std::string& moves = "") {
   ASSERT_TRUE(board::setupFromFen(pos, fen)) << fen;
-  size_t at = 0;
-  while (at < moves.size()) {
-    size_t end = moves.find(' ', at);
-    if (end == std::string::npos) end = moves.size();
-    const std::string text = moves.substr(at, end - at);
-    if (!text.empty()) board::makeMove(pos, board::textToMove(pos, text.c_str()));
-    at = end + 1;
-  }
+  std::istringstream words(moves);
+  for (std::string move; words >> move;) board::makeMove(pos, board::textToMove(pos, move.c_str()));
 }
 
 std::string text(const board::Position& pos, Move move) {
@@ -44,65 +43,38 @@ std::string text(const board::Position& pos, Move move) {
 
 // Polyglot move field of coordinate text (real squares; "e1h1" for castling king side).
 uint16_t encodeMove(const std::string& move) {
-  const int from = (move[0] - 'a') + 8 * (move[1] - '1');
-  const int to = (move[2] - 'a') + 8 * (move[3] - '1');
-  int promotion = 0;
-  if (move.size() > 4) promotion = std::string("nbrq").find(move[4]) + 1;
+  const int from = (move[0] - 'a') + 8 * (move[1] - '1'), to = (move[2] - 'a') + 8 * (move[3] - '1');
+  const int promotion = move.size() > 4 ? int(std::string("nbrq").find(move[4])) + 1 : 0;
   return uint16_t(to | from << 6 | promotion << 12);
 }
 
 struct Record {
   uint64_t key;
-  std::string move;
+  std::string move;  // "" for the empty move field
   uint16_t weight;
 };
 
 std::string encode(const std::vector<Record>& records) {
   std::string bytes;
   for (const Record& r : records) {
-    const uint16_t move = r.move.empty() ? 0 : encodeMove(r.move);
-    for (int i = 7; i >= 0; --i) bytes.push_back(char(r.key >> (8 * i)));
-    bytes.push_back(char(move >> 8));
-    bytes.push_back(char(move));
-    bytes.push_back(char(r.weight >> 8));
-    bytes.push_back(char(r.weight));
-    bytes.append(4, '\0');
+    const uint64_t words[2] = {r.key, uint64_t(r.move.empty() ? 0 : encodeMove(r.move)) << 48 | uint64_t(r.weight) << 32};
+    for (const uint64_t word : words)
+      for (int i = 7; i >= 0; --i) bytes.push_back(char(word >> (8 * i)));
   }
   return bytes;
 }
 
 std::string writeFile(const std::string& name, const std::string& bytes) {
   static const std::string dir = testsupport::makeTempDir();
-  const std::string path = dir + "/" + name;
-  std::FILE* f = std::fopen(path.c_str(), "wb");
-  EXPECT_NE(f, nullptr) << path;
-  if (f) {
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-  }
-  return path;
-}
-
-std::string bookDir() {
-  const std::string data = testsupport::dataDir();
-  return data.empty() ? "" : data + "/books";
+  std::ofstream(dir + "/" + name, std::ios::binary) << bytes;
+  return dir + "/" + name;
 }
 
 class BookTest : public ::testing::Test {
  protected:
   void TearDown() override { book::closeBook(); }
-  // Counts the moves chosen over seeds 0..probes-1.
-  std::map<std::string, int> tally(board::Position& pos, bool best, int probes,
-                                   const Move* root = nullptr, int rootCount = 0) {
-    std::map<std::string, int> seen;
-    for (int seed = 0; seed < probes; ++seed)
-      ++seen[text(pos, book::bookProbeSeeded(pos, best, root, rootCount, uint64_t(seed)))];
-    return seen;
-  }
   board::Position pos;
 };
-
-constexpr uint64_t START_KEY = 0x463b96181691fc9cULL;
 
 TEST(PolyglotKey, PublishedTestPositions) {
   struct Case {
@@ -138,86 +110,99 @@ TEST(PolyglotKey, PublishedTestPositions) {
   }
 }
 
-TEST_F(BookTest, LookupFindsTheRunAnywhereInTheFile) {
-  // Keys around the start position's; filler records never match it.
-  const std::vector<Record> below = {{1, "a2a3", 1}, {START_KEY - 1, "b2b3", 1}};
-  const std::vector<Record> run = {{START_KEY, "e2e4", 7}};
-  const std::vector<Record> above = {{START_KEY + 1, "c2c3", 1}, {~0ULL - 1, "d2d3", 1}};
-  const std::vector<Record> tail = {{~0ULL, "h2h3", 1}};
-  const auto join = [](std::vector<std::vector<Record>> parts) {
-    std::vector<Record> all;
-    for (auto& p : parts) all.insert(all.end(), p.begin(), p.end());
-    return all;
-  };
-  struct Case {
-    const char* name;
-    std::vector<Record> records;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {"only", run, "e2e4"},
-      {"first", join({run, above}), "e2e4"},
-      {"last", join({below, run}), "e2e4"},
-      {"middle", join({below, run, above}), "e2e4"},
-      {"middle-odd", join({below, run, above, tail}), "e2e4"},
-      {"absent-between", join({below, above}), "none"},
-      {"all-below", below, "none"},
-      {"all-above", above, "none"},
-  };
-  setUp(pos, board::START_FEN);
-  for (const Case& c : cases) {
-    ASSERT_TRUE(book::openBook(writeFile(std::string(c.name) + ".bin", encode(c.records)).c_str()));
-    EXPECT_EQ(text(pos, book::bookProbe(pos, true, nullptr, 0)), c.expected) << c.name;
-  }
-}
-
-TEST_F(BookTest, WeightsRule) {
-  setUp(pos, board::START_FEN);
-  ASSERT_TRUE(book::openBook(
-      writeFile("weights.bin", encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
-                                       {START_KEY, "c2c4", 20}, {START_KEY + 1, "a2a3", 90}}))
-          .c_str()));
-  const int probes = 3000;
-  auto best = tally(pos, true, probes);
-  EXPECT_EQ(best.size(), 2u);
-  for (const char* move : {"e2e4", "d2d4"}) {
-    EXPECT_GT(best[move], probes * 4 / 10) << move;
-    EXPECT_LT(best[move], probes * 6 / 10) << move;
-  }
-  auto any = tally(pos, false, probes);
-  EXPECT_EQ(any.size(), 3u);
-  for (const char* move : {"e2e4", "d2d4", "c2c4"}) {
-    EXPECT_GT(any[move], probes * 27 / 100) << move;
-    EXPECT_LT(any[move], probes * 40 / 100) << move;
-  }
-  // Seeded from the clock: both best moves come up, the third never.
-  std::set<std::string> clocked;
-  for (int i = 0; i < 400; ++i) clocked.insert(text(pos, book::bookProbe(pos, true, nullptr, 0)));
-  EXPECT_EQ(clocked, (std::set<std::string>{"d2d4", "e2e4"}));
-}
-
-TEST_F(BookTest, OnlyTheFirstSixteenRecordsOfARunAreChosenUniformly) {
+// Each case's choices over 1,000 seeds per expected move: exactly the expected moves ("none": no
+// book move), each about equally often.
+TEST_F(BookTest, LookupAndChoiceOnBuiltFiles) {
   setUp(pos, board::START_FEN);
   Move legal[board::MAX_MOVES];
   const int count = int(board::generateLegalMoves(pos, legal) - legal);
   ASSERT_EQ(count, 20);
-  std::vector<Record> records;
-  for (int i = 0; i < count; ++i) records.push_back({START_KEY, text(pos, legal[i]), uint16_t(100 - i)});
-  ASSERT_TRUE(book::openBook(writeFile("twenty.bin", encode(records)).c_str()));
-  const int probes = 16000;
-  auto seen = tally(pos, false, probes);
-  EXPECT_EQ(seen.size(), 16u);
-  for (int i = 0; i < count; ++i) {
-    const int n = seen[records[i].move];
-    if (i < 16) {
-      EXPECT_GT(n, probes / 16 * 7 / 10) << records[i].move;
-      EXPECT_LT(n, probes / 16 * 13 / 10) << records[i].move;
-    } else {
-      EXPECT_EQ(n, 0) << records[i].move;
+  std::vector<Record> twenty;  // all weights differ
+  std::vector<std::string> firstSixteen;
+  for (int i = 0; i < count; ++i) twenty.push_back({START_KEY, text(pos, legal[i]), uint16_t(100 - i)});
+  for (int i = 0; i < 16; ++i) firstSixteen.push_back(twenty[size_t(i)].move);
+  // Keys around the start position's; filler records never match it.
+  const std::vector<Record> below = {{1, "a2a3", 1}, {START_KEY - 1, "b2b3", 1}}, run = {{START_KEY, "e2e4", 7}},
+                            above = {{START_KEY + 1, "c2c3", 1}, {~0ULL - 1, "d2d3", 1}}, tail = {{~0ULL, "h2h3", 1}};
+  const auto join = [](std::vector<std::vector<Record>> parts) {
+    std::string all;
+    for (auto& p : parts) all += encode(p);
+    return all;
+  };
+  const std::string weights = encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
+                                      {START_KEY, "c2c4", 20}, {START_KEY + 1, "a2a3", 90}});
+  const std::string illegal = encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
+                                      {START_KEY, "c2c4", 20}, {START_KEY, "e2e5", 20}});
+  const std::string good = join({below, run, above});
+  std::string garbage;
+  for (int i = 0; i < 16 * 64 + 9; ++i) garbage.push_back(char((i * 2654435761u) >> 13));
+  const std::vector<Move> d2d4 = {board::textToMove(pos, "d2d4")}, c2c4 = {board::textToMove(pos, "c2c4")},
+                          g1f3 = {board::textToMove(pos, "g1f3")}, none;
+  constexpr int ANY = 0, BEST = 1, BOTH = 2;  // the alwaysBestBookMove settings tried
+  struct Case {
+    std::string bytes;
+    int best;
+    const std::vector<Move>* root;  // null: every legal move allowed
+    std::vector<std::string> expected;
+  };
+  const Case cases[] = {
+      {encode(run), BOTH, nullptr, {"e2e4"}},  // the run anywhere in the file
+      {join({run, above}), BOTH, nullptr, {"e2e4"}},
+      {join({below, run}), BOTH, nullptr, {"e2e4"}},
+      {good, BOTH, nullptr, {"e2e4"}},
+      {join({below, run, above, tail}), BOTH, nullptr, {"e2e4"}},
+      {join({below, above}), BOTH, nullptr, {"none"}},
+      {encode(below), BOTH, nullptr, {"none"}},
+      {encode(above), BOTH, nullptr, {"none"}},
+      {weights, BEST, nullptr, {"e2e4", "d2d4"}},
+      {weights, ANY, nullptr, {"e2e4", "d2d4", "c2c4"}},
+      {encode(twenty), ANY, nullptr, firstSixteen},
+      {encode(twenty), BEST, nullptr, {twenty[0].move}},
+      {illegal, ANY, nullptr, {"e2e4", "d2d4", "c2c4"}},  // the illegal record is never played
+      {illegal, BEST, &d2d4, {"d2d4"}},
+      {illegal, BEST, &c2c4, {"none"}},  // the only allowed move lacks the best weight
+      {illegal, ANY, &c2c4, {"c2c4"}},
+      {illegal, ANY, &g1f3, {"none"}},
+      {illegal, ANY, &none, {"none"}},
+      // Broken files.
+      {"", BOTH, nullptr, {"none"}},
+      {good.substr(0, 15), BOTH, nullptr, {"none"}},
+      {good.substr(0, 3 * 16 - 1), BOTH, nullptr, {"none"}},  // the start record is cut off
+      {good + "abc", BOTH, nullptr, {"e2e4"}},                // a remainder is ignored
+      {encode({{~0ULL, "a2a3", 1}, {START_KEY, "e2e4", 1}, {0, "d2d4", 1}}), BOTH, nullptr, {"none"}},  // unsorted
+      {garbage, BOTH, nullptr, {"none"}},
+      {encode({{START_KEY, "", 9}, {START_KEY, "e2e4", 9}}), BOTH, nullptr, {"e2e4"}},
+  };
+  int index = 0;
+  for (const Case& c : cases) {
+    SCOPED_TRACE("case " + std::to_string(index++));
+    ASSERT_TRUE(book::openBook(writeFile("choice.bin", c.bytes).c_str()));
+    for (const bool best : {false, true}) {
+      if (c.best != BOTH && c.best != int(best)) continue;
+      const int probes = 1000 * int(c.expected.size());
+      std::map<std::string, int> seen;
+      for (int seed = 0; seed < probes; ++seed)
+        ++seen[text(pos, book::bookProbeSeeded(pos, best, c.root ? (c.root->empty() ? legal : c.root->data()) : nullptr,
+                                               c.root ? int(c.root->size()) : 0, uint64_t(seed)))];
+      EXPECT_EQ(seen.size(), c.expected.size()) << seen.begin()->first;
+      const int share = probes / int(c.expected.size());
+      for (const std::string& move : c.expected)
+        EXPECT_TRUE(seen[move] > share * 8 / 10 && seen[move] < share * 12 / 10) << move << ": " << seen[move];
     }
   }
-  // All weights differ: the best choice is the first record alone.
-  EXPECT_EQ(tally(pos, true, 200), (std::map<std::string, int>{{records[0].move, 200}}));
+  // Seeded from the clock: both best moves come up, the third never.
+  ASSERT_TRUE(book::openBook(writeFile("weights.bin", weights).c_str()));
+  std::set<std::string> clocked;
+  for (int i = 0; i < 400; ++i) clocked.insert(text(pos, book::bookProbe(pos, true, nullptr, 0)));
+  EXPECT_EQ(clocked, (std::set<std::string>{"d2d4", "e2e4"}));
+  // A failed open leaves no book open, the previous one closed.
+  const std::string empty = writeFile("empty.bin", "");
+  for (const std::string& path : {empty + ".missing", empty.substr(0, empty.rfind('/')), std::string("")}) {
+    ASSERT_TRUE(book::openBook(empty.c_str()));
+    EXPECT_FALSE(book::openBook(path.c_str())) << path;
+    EXPECT_FALSE(book::bookIsOpen()) << path;
+    EXPECT_EQ(book::bookProbe(pos, true, nullptr, 0), 0u);
+  }
 }
 
 TEST_F(BookTest, MoveConversion) {
@@ -254,12 +239,9 @@ TEST_F(BookTest, MoveConversion) {
     ASSERT_TRUE(book::openBook(writeFile("one.bin", encode({{key, c.record, 1}})).c_str()));
     const Move move = book::bookProbe(pos, true, nullptr, 0);
     EXPECT_EQ(text(pos, move), c.expected) << c.fen << " " << c.record;
-    if (move != 0) {
-      // The word is the legal move itself, flags and piece included.
-      Move legal[board::MAX_MOVES];
-      Move* end = board::generateLegalMoves(pos, legal);
-      EXPECT_NE(std::find(legal, end, move), end);
-    }
+    Move legal[board::MAX_MOVES];  // the word is the legal move itself, flags and piece included
+    Move* const end = board::generateLegalMoves(pos, legal);
+    EXPECT_TRUE(move == 0 || std::find(legal, end, move) != end);
   }
   // A foreign promotion code (5..7) is no move.
   setUp(pos, "4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
@@ -267,171 +249,107 @@ TEST_F(BookTest, MoveConversion) {
   EXPECT_EQ(book::bookMoveToMove(0, board::currentState(pos)), 0u);
 }
 
-TEST_F(BookTest, RootMovesRestrictTheChoice) {
-  setUp(pos, board::START_FEN);
-  ASSERT_TRUE(book::openBook(
-      writeFile("restrict.bin", encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
-                                        {START_KEY, "c2c4", 20}, {START_KEY, "e2e5", 20}}))
-          .c_str()));
-  const Move d2d4 = board::textToMove(pos, "d2d4");
-  const Move c2c4 = board::textToMove(pos, "c2c4");
-  const Move g1f3 = board::textToMove(pos, "g1f3");
-  EXPECT_EQ(tally(pos, true, 200, &d2d4, 1), (std::map<std::string, int>{{"d2d4", 200}}));
-  // The only allowed book move lacks the best weight: with the best-move rule there is none.
-  EXPECT_EQ(tally(pos, true, 50, &c2c4, 1), (std::map<std::string, int>{{"none", 50}}));
-  EXPECT_EQ(tally(pos, false, 50, &c2c4, 1), (std::map<std::string, int>{{"c2c4", 50}}));
-  EXPECT_EQ(tally(pos, false, 50, &g1f3, 1), (std::map<std::string, int>{{"none", 50}}));
-  EXPECT_EQ(tally(pos, false, 50, &g1f3, 0), (std::map<std::string, int>{{"none", 50}}));
-  // The illegal record e2e5 is never played.
-  EXPECT_EQ(tally(pos, false, 600).count("e2e5"), 0u);
-}
+// Walks a real book from the start position as a Polyglot book tool does: every legal move from a
+// book position, and every reply to those that leave the book (a book may store one side's moves
+// only). Every record's move is legal where its key is found, probes answer with moves of the run,
+// and every key of the file is reached.
+struct BookWalk {
+  std::multimap<uint64_t, uint16_t> records;  // key -> move
+  std::set<uint64_t> reached;
 
-TEST_F(BookTest, BrokenFilesNeverGiveAnIllegalMove) {
-  setUp(pos, board::START_FEN);
-  const std::string good = encode({{1, "a2a3", 1}, {START_KEY, "e2e4", 1}, {START_KEY + 5, "d2d4", 1}});
-  std::string garbage;
-  for (int i = 0; i < 16 * 64 + 9; ++i) garbage.push_back(char((i * 2654435761u) >> 13));
-  struct Case {
-    const char* name;
-    std::string bytes;
-    std::set<std::string> allowed;
-  };
-  const Case cases[] = {
-      {"empty", "", {"none"}},
-      {"short", good.substr(0, 15), {"none"}},
-      {"truncated", good.substr(0, 16 + 15), {"none"}},  // the start record is cut off
-      {"tail", good + "abc", {"e2e4"}},                   // a remainder is ignored
-      {"unsorted", encode({{~0ULL, "a2a3", 1}, {START_KEY, "e2e4", 1}, {0, "d2d4", 1}}), {"none", "e2e4"}},
-      {"garbage", garbage, {"none"}},
-      {"zero-move", encode({{START_KEY, "", 9}, {START_KEY, "e2e4", 9}}), {"e2e4"}},
-  };
-  for (const Case& c : cases) {
-    ASSERT_TRUE(book::openBook(writeFile(std::string(c.name) + ".bin", c.bytes).c_str())) << c.name;
-    for (bool best : {true, false})
-      for (const auto& [move, n] : tally(pos, best, 64)) EXPECT_TRUE(c.allowed.count(move)) << c.name << " " << move;
-  }
-  // Garbage must not give illegal moves from other positions either.
-  ASSERT_TRUE(book::openBook(writeFile("garbage.bin", garbage).c_str()));
-  for (const char* fen : {"r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1", "4k3/P7/8/8/8/8/8/4K3 w - - 0 1"}) {
-    setUp(pos, fen);
-    EXPECT_EQ(book::bookProbe(pos, false, nullptr, 0), 0u);
-  }
-}
-
-TEST_F(BookTest, OpeningAndClosing) {
-  setUp(pos, board::START_FEN);
-  const std::string bytes = encode({{START_KEY, "e2e4", 1}});
-  const std::string blank = writeFile("my book.bin", bytes);
-  EXPECT_TRUE(book::openBook(blank.c_str()));
-  EXPECT_TRUE(book::bookIsOpen());
-  EXPECT_EQ(text(pos, book::bookProbe(pos, true, nullptr, 0)), "e2e4");
-  book::closeBook();
-  EXPECT_FALSE(book::bookIsOpen());
-  EXPECT_EQ(book::bookProbe(pos, true, nullptr, 0), 0u);
-  // A failed open leaves no book open, the previous one closed.
-  EXPECT_TRUE(book::openBook(blank.c_str()));
-  const std::string dir = blank.substr(0, blank.rfind('/'));
-  for (const std::string& path : {dir + "/missing.bin", dir, std::string("")}) {
-    EXPECT_FALSE(book::openBook(path.c_str())) << path;
-    EXPECT_FALSE(book::bookIsOpen()) << path;
-    EXPECT_EQ(book::bookProbe(pos, true, nullptr, 0), 0u);
-  }
-  EXPECT_FALSE(book::openBook(nullptr));
-  book::closeBook();  // closing twice is harmless
-}
-
-// Reads every record of a book file in the test's own way.
-std::vector<book::BookEntry> readAll(const std::string& path) {
-  std::vector<book::BookEntry> entries;
-  std::FILE* f = std::fopen(path.c_str(), "rb");
-  if (!f) return entries;
-  unsigned char b[16];
-  while (std::fread(b, 1, 16, f) == 16) {
-    book::BookEntry e{};
-    for (int i = 0; i < 8; ++i) e.key = e.key << 8 | b[i];
-    e.move = uint16_t(b[8] << 8 | b[9]);
-    e.weight = uint16_t(b[10] << 8 | b[11]);
-    entries.push_back(e);
-  }
-  std::fclose(f);
-  return entries;
-}
-
-// Walks the book from the start position as a Polyglot book tool does: every legal move from a
-// book position, and again from a position one ply beyond one (a book may store one side's moves
-// only). Every key of the file must be reached, every record's move must be legal where its key is
-// found, and probes answer only with moves of the run.
-TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
-  if (bookDir().empty()) GTEST_SKIP() << "test data directory absent";
-  for (const char* name : {"lines.bin", "games.bin", "tiny.bin"}) {
-    const std::string path = bookDir() + "/" + name;
-    const auto entries = readAll(path);
-    ASSERT_FALSE(entries.empty()) << path;
-    std::multimap<uint64_t, book::BookEntry> byKey;
-    for (const auto& e : entries) byKey.emplace(e.key, e);
-    ASSERT_TRUE(book::openBook(path.c_str()));
-
-    std::set<uint64_t> visited;
-    std::set<uint64_t> reached;
-    int probes = 0;
-    setUp(pos, board::START_FEN);
-    // Children of the current position; parentInBook says whether the position before it was.
-    auto expand = [&](bool parentInBook) {
-      std::vector<Move> children;
-      const uint64_t key = book::polyglotKey(pos);
-      auto [first, last] = byKey.equal_range(key);
-      if (first == last && !parentInBook) return children;
-      if (!visited.insert(key).second || board::stackIndex(pos) >= 200) return children;
-      Move legal[board::MAX_MOVES];
-      Move* end = board::generateLegalMoves(pos, legal);
-      if (first == last) {
-        children.assign(legal, end);
-        return children;
-      }
-      reached.insert(key);
-      std::set<std::string> runMoves;
-      for (auto it = first; it != last; ++it) {
-        const Move bare = book::bookMoveToMove(it->second.move, board::currentState(pos));
-        const Move* match = std::find_if(legal, end, [&](Move m) {
-          return board::moveFrom(m) == board::moveFrom(bare) && board::moveTo(m) == board::moveTo(bare) &&
-                 board::movePromotion(m) == board::movePromotion(bare);
-        });
-        EXPECT_NE(match, end) << name << " illegal record at key " << std::hex << key;
-        if (match != end) runMoves.insert(text(pos, *match));
-      }
-      children.assign(legal, end);
-      for (bool best : {true, false}) {
-        ++probes;
-        EXPECT_TRUE(runMoves.count(text(pos, book::bookProbe(pos, best, nullptr, 0)))) << name;
-      }
-      return children;
-    };
-    struct Frame {
-      std::vector<Move> children;
-      bool inBook;
-    };
-    std::vector<Frame> pending;
-    pending.push_back({expand(true), byKey.count(book::polyglotKey(pos)) > 0});
-    while (!pending.empty()) {
-      if (pending.back().children.empty()) {
-        pending.pop_back();
-        if (!pending.empty()) board::unmakeMove(pos);
-        continue;
-      }
-      const bool parentInBook = pending.back().inBook;
-      const Move move = pending.back().children.back();
-      pending.back().children.pop_back();
-      board::makeMove(pos, move);
-      const bool inBook = byKey.count(book::polyglotKey(pos)) > 0;
-      pending.push_back({expand(parentInBook), inBook});
+  void visit(board::Position& pos, const char* name) {
+    const uint64_t key = book::polyglotKey(pos);
+    if (!reached.insert(key).second) return;
+    Move legal[board::MAX_MOVES];
+    Move* const end = board::generateLegalMoves(pos, legal);
+    std::set<std::string> runMoves;
+    if (!records.count(key)) runMoves.insert("none");  // the start position of a book without it
+    for (auto [it, last] = records.equal_range(key); it != last; ++it) {
+      const Move bare = book::bookMoveToMove(it->second, board::currentState(pos));
+      const Move* match = std::find_if(legal, end, [&](Move m) {
+        return board::moveFrom(m) == board::moveFrom(bare) && board::moveTo(m) == board::moveTo(bare) &&
+               board::movePromotion(m) == board::movePromotion(bare);
+      });
+      EXPECT_NE(match, end) << name << " illegal record at key " << std::hex << key;
+      if (match != end) runMoves.insert(text(pos, *match));
     }
-    std::set<uint64_t> fileKeys;
-    for (const auto& e : entries) fileKeys.insert(e.key);
-    int missing = 0;
-    for (uint64_t k : fileKeys) missing += !reached.count(k);
-    EXPECT_EQ(missing, 0) << name << ": keys in the file not reached from the start position";
-    EXPECT_GT(probes, 0);
+    for (bool best : {true, false})
+      EXPECT_TRUE(runMoves.count(text(pos, book::bookProbe(pos, best, nullptr, 0)))) << name;
+    for (Move* m = legal; m != end; ++m) {
+      board::makeMove(pos, *m);
+      if (records.count(book::polyglotKey(pos))) {
+        visit(pos, name);
+      } else {
+        Move replies[board::MAX_MOVES];
+        for (Move* r = replies, *e = board::generateLegalMoves(pos, replies); r != e; ++r) {
+          board::makeMove(pos, *r);
+          if (records.count(book::polyglotKey(pos))) visit(pos, name);
+          board::unmakeMove(pos);
+        }
+      }
+      board::unmakeMove(pos);
+    }
   }
+};
+
+TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
+  const std::string data = testsupport::dataDir();
+  if (data.empty()) GTEST_SKIP() << "test data directory absent";
+  for (const char* name : {"lines.bin", "games.bin", "tiny.bin"}) {
+    const std::string path = data + "/books/" + name;
+    BookWalk walk;
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    ASSERT_NE(f, nullptr) << path;
+    for (unsigned char b[16]; std::fread(b, 1, 16, f) == 16;) {  // read in the test's own way
+      uint64_t key = 0;
+      for (int i = 0; i < 8; ++i) key = key << 8 | b[i];
+      walk.records.emplace(key, uint16_t(b[8] << 8 | b[9]));
+    }
+    std::fclose(f);
+    ASSERT_TRUE(book::openBook(path.c_str()));
+    setUp(pos, board::START_FEN);
+    walk.visit(pos, name);
+    int missing = 0;
+    for (const auto& [key, move] : walk.records) missing += !walk.reached.count(key);
+    EXPECT_EQ(missing, 0) << name << ": records whose key is not reached from the start position";
+  }
+}
+
+// Through the pipes: "go" on a book position prints "bestmove" at once with no "info" line; a book
+// move outside "searchmoves", "go ponder" and "go infinite" search instead; the log receives each
+// "go" line and what followed it on standard output.
+TEST(E2EBook, AnswersAtOnceOnlyForGoAndLogsTheAnswer) {
+  const std::string book = writeFile("my book.bin", encode({{START_KEY, "e2e4", 10}}));
+  const std::string dir = testsupport::makeTempDir();
+  std::string expectedLog;
+  testsupport::EngineProcess engine(dir);
+  for (const std::string& line : {std::string("Hash value 1"), std::string("Log value true"), std::string("OwnBook value true"), "BookFile value " + book})
+    engine.send("setoption name " + line);
+  engine.send("ucinewgame");
+  engine.send("isready");
+  ASSERT_TRUE(engine.waitFor("readyok"));  // after the tablebase count
+  const std::pair<const char*, const char*> cases[] = {  // "go" line, the answer's first line
+      {"go wtime 60000 btime 60000", "bestmove e2e4 "}, {"go depth 3 searchmoves g1f3", "info depth  1 "},
+      {"go ponder wtime 60000 btime 60000", "info depth  1 "}, {"go infinite", "info depth  1 "}};
+  for (const auto& [go, first] : cases) {
+    engine.send(go);
+    const bool stop = std::strstr(go, "ponder") || std::strstr(go, "infinite");  // no "bestmove" before "stop"
+    std::vector<std::string> lines;
+    if (stop) {
+      ASSERT_TRUE(engine.waitFor("info depth", 20000, &lines)) << go;
+      engine.send("stop");
+    }
+    ASSERT_TRUE(engine.waitFor("bestmove", 20000, &lines)) << go;
+    EXPECT_EQ(lines.size() == 1, first[0] == 'b') << go;  // the book's answer: this line alone
+    EXPECT_EQ(lines.size() == 1 ? lines[0] : lines[0].substr(0, std::strlen(first)), first) << go;
+    expectedLog += std::string(go) + "\n";
+    for (const std::string& line : lines) expectedLog += line + "\n";
+  }
+  EXPECT_NE(expectedLog.find("bestmove g1f3"), std::string::npos);
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
+  std::ifstream log(dir + "/Tesmar.log", std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), expectedLog);
 }
 
 }  // namespace

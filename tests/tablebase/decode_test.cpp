@@ -1,73 +1,74 @@
-// Table set-up and the fixed normalisation tables of the index encoding.
+// Table files: registration from SyzygyPath, missing, damaged, truncated and foreign files, and the
+// normalisation tables of the index encoding (every published file decoding right: probe_test).
 #include <gtest/gtest.h>
-
-#include <dirent.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "board/fen.h"
 #include "support/engine_process.h"
 #include "tablebase/tablebase.h"
 #include "tablebase/tb_internal.h"
 
 namespace {
 
-std::vector<std::string> tableNames(const std::string& dir, const char* suffix) {
-  std::vector<std::string> names;
-  if (DIR* d = opendir(dir.c_str())) {
-    while (dirent* f = readdir(d)) {
-      const std::string file = f->d_name;
-      const size_t dot = file.rfind('.');
-      if (dot != std::string::npos && file.substr(dot) == suffix) names.push_back(file.substr(0, dot));
-    }
-    closedir(d);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// Sets up the table file dir/name+suffix; false when it cannot be mapped or fails a check.
-bool setUp(const std::string& dir, const std::string& name, bool wdl, tb::TableEntry& e) {
-  if (!tb::describeName(e, name.c_str())) return false;
-  int error = 0;
-  const std::string path = dir + "/" + name + (wdl ? ".rtbw" : ".rtbz");
-  if (platform::mapFile(path.c_str(), e.mapping, error) != platform::MapResult::OK) return false;
-  return tb::setupTable(e, wdl);
+void writeFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
 }
 
-class TablebaseDecode : public ::testing::Test {
+std::string registerAndCapture(const std::string& path) {
+  ::testing::internal::CaptureStdout();
+  tb::initTablebases(path.c_str());
+  return ::testing::internal::GetCapturedStdout();
+}
+
+// Probes WDL of a FEN, capturing what is printed.
+int probe(const char* fen, int& success, std::string& printed) {
+  static board::Position pos;
+  EXPECT_TRUE(board::setupFromFen(pos, fen)) << fen;
+  ::testing::internal::CaptureStdout();
+  const int v = tb::probeWdl(pos, success);
+  printed = ::testing::internal::GetCapturedStdout();
+  return v;
+}
+
+constexpr const char* KRVK_WON = "8/8/8/4k3/8/8/8/R3K3 w - - 0 1";
+
+class TablebaseRegistry : public ::testing::Test {
  protected:
-  void SetUp() override { tb::initTablebases("", false); }  // fills the normalisation tables
+  void SetUp() override {
+    tb::initTablebases("", false);  // fills the normalisation tables
+    data = testsupport::dataDir();
+    if (data.empty()) GTEST_SKIP() << "test data absent";
+  }
+  void TearDown() override { tb::initTablebases("", false); }
+  std::string data;
 };
 
-TEST_F(TablebaseDecode, NormalisationTables) {
-  int count = 0, maxValue = -1;
+TEST_F(TablebaseRegistry, NormalisationTables) {
+  std::vector<int> pairs;  // the indices of the king pairs
   for (const auto& row : tb::kingPairIndex)
     for (const int16_t v : row)
-      if (v >= 0) {
-        ++count;
-        maxValue = std::max<int>(maxValue, v);
-      }
-  EXPECT_EQ(count, 462);
-  EXPECT_EQ(maxValue, 461);
+      if (v >= 0) pairs.push_back(v);
+  EXPECT_EQ(pairs.size(), 462u);
+  EXPECT_EQ(*std::max_element(pairs.begin(), pairs.end()), 461);
   EXPECT_EQ(tb::kingPairIndex[0][3], 0);  // kings on b1 and d1
-  for (int n = 0; n < 64; ++n) {
-    EXPECT_EQ(tb::binomial[0][n], uint64_t(n));
-    EXPECT_EQ(tb::binomial[1][n], uint64_t(n * (n - 1) / 2));
-  }
+  for (uint64_t n = 0; n < 64; ++n)
+    EXPECT_TRUE(tb::binomial[0][n] == n && tb::binomial[1][n] == n * (n - 1) / 2) << n;
   // Triangle numbers: b1 c1 d1 c2 d2 d3 a1 b2 c3 d4, and their mirror images fold onto them.
   const int squares[10] = {1, 2, 3, 10, 11, 19, 0, 9, 18, 27};
-  for (int t = 0; t < 10; ++t) {
-    const int s = squares[t];
-    EXPECT_EQ(tb::triangle[s], t);
-    EXPECT_EQ(tb::triangle[s ^ 7], t);
-    EXPECT_EQ(tb::triangle[s ^ 56], t);
-    EXPECT_EQ(tb::triangle[tb::flipDiag[s]], t);
-  }
+  for (int t = 0; t < 10; ++t)
+    for (const int s : {squares[t], squares[t] ^ 7, squares[t] ^ 56, int(tb::flipDiag[squares[t]])})
+      EXPECT_EQ(tb::triangle[s], t) << s;
   // One leading pawn: six ranks per file group.
   for (int g = 0; g < 4; ++g) EXPECT_EQ(tb::pawnFactor[0][g], 6u);
   EXPECT_EQ(tb::pawnTwist[8], 47);   // a2
@@ -75,81 +76,135 @@ TEST_F(TablebaseDecode, NormalisationTables) {
   EXPECT_EQ(tb::pawnFlap[15], 0);    // h2
 }
 
-TEST_F(TablebaseDecode, EveryPublishedFileSetsUp) {
-  const std::string data = testsupport::dataDir();
-  if (data.empty()) GTEST_SKIP() << "test data absent";
-  for (const char* sub : {"/syzygy", "/syzygy-alt"}) {
-    const std::string dir = data + sub;
-    for (const bool wdl : {true, false}) {
-      const auto names = tableNames(dir, wdl ? ".rtbw" : ".rtbz");
-      EXPECT_FALSE(names.empty()) << dir;
-      for (const std::string& name : names) {
-        tb::TableEntry e;
-        EXPECT_TRUE(setUp(dir, name, wdl, e)) << dir << "/" << name << (wdl ? ".rtbw" : ".rtbz");
-      }
-    }
-  }
-}
-
-std::vector<uint8_t> readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// Sets up a table from bytes in memory (exactly sized, so that a sanitizer build sees any read past
-// them) and, when that succeeds, decodes values across every stored table. Returns whether the
-// set-up succeeded.
-bool setUpAndDecode(const std::string& name, bool wdl, const std::vector<uint8_t>& bytes) {
+// Set-up from bytes in memory, exactly sized so that a sanitizer build sees any read past them.
+bool setUpFromBytes(const std::string& name, bool wdl, std::string bytes) {
   tb::TableEntry e;
   EXPECT_TRUE(tb::describeName(e, name.c_str()));
-  std::vector<uint8_t> copy(bytes);
-  e.mapping.data = copy.empty() ? nullptr : copy.data();
-  e.mapping.size = copy.size();
+  e.mapping.data = bytes.empty() ? nullptr : reinterpret_cast<uint8_t*>(bytes.data());
+  e.mapping.size = bytes.size();
   const bool ok = tb::setupTable(e, wdl);
-  if (ok)
-    for (int f = 0; f < e.files; ++f)
-      for (int side = 0; side < (e.split ? 2 : 1); ++side) {
-        const tb::PairsData& d = e.fileTables[size_t(f)].pairs[side];
-        const uint64_t n = d.indexBits ? d.indexEntries << d.indexBits : 1;
-        int value;
-        for (uint64_t i = 0; i < n; i += 1 + n / 300) (void)tb::decompressValue(d, i, value);
-      }
   e.mapping = platform::MappedFile{};  // not ours to unmap
   return ok;
 }
 
-TEST_F(TablebaseDecode, DamagedFilesAreRefusedOrDecodedSafely) {
-  const std::string data = testsupport::dataDir();
-  if (data.empty()) GTEST_SKIP() << "test data absent";
-  struct Case {
-    const char* name;
-    bool wdl;
-  };
+TEST_F(TablebaseRegistry, DamagedFilesAreRefused) {
   // Tables without and with pawns, split and symmetric, with and without value maps.
-  const Case cases[] = {{"KRvK", true}, {"KRvK", false}, {"KPvKP", true}, {"KPvKP", false},
-                        {"KBNvK", true}, {"KRvKR", true}, {"KPPvK", false}, {"KQvKR", false}};
-  for (const Case& c : cases) {
-    const auto bytes = readFile(data + "/syzygy/" + c.name + (c.wdl ? ".rtbw" : ".rtbz"));
-    ASSERT_FALSE(bytes.empty()) << c.name;
-    EXPECT_TRUE(setUpAndDecode(c.name, c.wdl, bytes)) << c.name;
-
-    auto wrongMagic = bytes;
-    wrongMagic[0] ^= 1;
-    EXPECT_FALSE(setUpAndDecode(c.name, c.wdl, wrongMagic)) << c.name;
-    EXPECT_FALSE(setUpAndDecode(c.name, !c.wdl, bytes)) << c.name << " read as the other kind";
-
+  const std::pair<const char*, bool> cases[] = {{"KRvK", true},  {"KRvK", false}, {"KPvKP", true}, {"KPvKP", false},
+                                                {"KBNvK", true}, {"KRvKR", true}, {"KPPvK", false}, {"KQvKR", false}};
+  for (const auto& [name, wdl] : cases) {
+    const std::string bytes = readFile(data + "/syzygy/" + name + (wdl ? ".rtbw" : ".rtbz"));
+    ASSERT_FALSE(bytes.empty()) << name;
+    EXPECT_TRUE(setUpFromBytes(name, wdl, bytes)) << name;
+    EXPECT_FALSE(setUpFromBytes(name, !wdl, bytes)) << name << " read as the other kind";
+    EXPECT_FALSE(setUpFromBytes(name, wdl, char(bytes[0] ^ 1) + bytes.substr(1))) << name << " magic";
     // Truncated anywhere inside the tables (the last 16 bytes are a checksum, then padding).
-    for (size_t cut = 0; cut + 80 < bytes.size(); cut += 1 + bytes.size() / 97) {
-      const std::vector<uint8_t> head(bytes.begin(), bytes.begin() + long(cut));
-      EXPECT_FALSE(setUpAndDecode(c.name, c.wdl, head)) << c.name << " cut at " << cut;
+    for (size_t cut = 0; cut + 80 < bytes.size(); cut += 1 + bytes.size() / 97)
+      EXPECT_FALSE(setUpFromBytes(name, wdl, bytes.substr(0, cut))) << name << " cut at " << cut;
+  }
+}
+
+TEST_F(TablebaseRegistry, CountsTheTablesOfEachPath) {
+  struct Case {
+    std::string path, printed;
+    int largest;
+  };
+  const std::string dir = testsupport::makeTempDir();
+  writeFile(dir + "/KRvK.rtbw", readFile(data + "/syzygy/KRvK.rtbw"));
+  const Case cases[] = {
+      {data + "/syzygy", "info string Found 35 tablebases.\n", 4},
+      {data + "/syzygy-alt", "info string Found 3 tablebases.\n", 3},
+      {dir, "info string Found 1 tablebases.\n", 3},
+      {";;" + dir + ";", "info string Found 1 tablebases.\n", 3},
+      {"", "", 0},
+      {dir + "/missing", "info string Found 0 tablebases.\n", 0},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(registerAndCapture(c.path), c.printed) << c.path;
+    EXPECT_EQ(tb::largestTable(), c.largest) << c.path;
+  }
+}
+
+// Which file answers: a symmetric table for either colour, the first directory that holds a name;
+// a file of the wrong table is refused with a message.
+TEST_F(TablebaseRegistry, WhichFileAnswers) {
+  const std::string good = testsupport::makeTempDir(), bad = testsupport::makeTempDir();
+  writeFile(good + "/KQvK.rtbw", readFile(data + "/syzygy/KQvK.rtbw"));
+  writeFile(bad + "/KQvK.rtbw", readFile(data + "/syzygy/KRvK.rtbw"));
+  const char* kqk = "8/8/8/4k3/8/8/8/1Q2K3 w - - 0 1";
+  struct Case {
+    std::string path;  // registered before the probe unless empty
+    const char* fen;
+    int wdl, success;  // success -1: any but 0
+    const char* printed;
+  };
+  const Case cases[] = {
+      {data + "/syzygy", "8/8/8/3k4/8/8/3K4/R6r w - - 0 1", 2, 2, ""},  // KRvKR: the capture decides
+      {"", "r6R/3k4/8/8/8/8/3K4/8 b - - 0 1", 2, -1, ""},
+      {"", "8/8/8/3k4/8/8/3K4/R6r b - - 0 1", 2, -1, ""},
+      {good + ";" + bad, kqk, 2, -1, ""},
+      {bad + ":" + good, kqk, 0, 0, "info string Corrupted table.\n"},
+  };
+  for (const Case& c : cases) {
+    if (!c.path.empty()) registerAndCapture(c.path);
+    std::string printed;
+    int success = 0;
+    EXPECT_EQ(probe(c.fen, success, printed), c.wdl) << c.fen;
+    EXPECT_TRUE(c.success < 0 ? success != 0 : success == c.success) << c.fen << " " << success;
+    EXPECT_EQ(printed, c.printed) << c.fen;
+  }
+}
+
+TEST_F(TablebaseRegistry, MissingOrDamagedFileDisablesItsTableOnce) {
+  struct Case {
+    const char* what;
+    long keep;  // bytes of the real file kept; -1: deleted after registration
+    const char* firstMessage;
+  };
+  const Case cases[] = {
+      {"deleted", -1, "info string Could not find KRvK.rtbw\n"},
+      {"empty", 0, "info string Corrupted table.\n"},
+      {"magic only", 4, "info string Corrupted table.\n"},
+      {"truncated", 150, "info string Corrupted table.\n"},
+  };
+  for (const Case& c : cases) {
+    const std::string dir = testsupport::makeTempDir();
+    const std::string file = dir + "/KRvK.rtbw";
+    writeFile(file, readFile(data + "/syzygy/KRvK.rtbw").substr(0, size_t(c.keep)));
+    registerAndCapture(dir);
+    if (c.keep < 0) ::unlink(file.c_str());
+    std::string printed;
+    int success = 1;
+    EXPECT_EQ(probe(KRVK_WON, success, printed), 0) << c.what;
+    EXPECT_EQ(success, 0) << c.what;
+    EXPECT_EQ(printed, c.firstMessage) << c.what;
+    // Later probes of that material, from either side, fail without a word.
+    for (const char* fen : {KRVK_WON, "8/8/8/4K3/8/8/8/r3k3 b - - 0 1"}) {
+      probe(fen, success, printed);
+      EXPECT_TRUE(success == 0 && printed.empty()) << c.what << " " << fen;
     }
-    // Every byte of the headers changed in turn: refused, or decoded without leaving the file.
-    for (size_t at = 4; at < std::min<size_t>(bytes.size(), 128); ++at)
-      for (const uint8_t mask : {uint8_t(0x01), uint8_t(0xFF)}) {
-        auto damaged = bytes;
-        damaged[at] ^= mask;
-        (void)setUpAndDecode(c.name, c.wdl, damaged);
-      }
+  }
+}
+
+// A DTZ file of a symmetric table that claims, for one pawn file, to be stored for the other side
+// to move would send the probe one ply deeper at every ply; the probe gives up instead.
+TEST_F(TablebaseRegistry, DamagedSideFlagEndsTheDtzProbe) {
+  const std::string dir = testsupport::makeTempDir();
+  writeFile(dir + "/KPvKP.rtbw", readFile(data + "/syzygy/KPvKP.rtbw"));
+  std::string bytes = readFile(data + "/syzygy/KPvKP.rtbz");
+  ASSERT_EQ(bytes.substr(30, 1), "\x02");  // the flags of the first file's table: a value map follows
+  bytes[30] |= 1;
+  writeFile(dir + "/KPvKP.rtbz", bytes);
+  registerAndCapture(dir);
+
+  static board::Position pos;
+  // Won without a pawn move or capture that keeps the win: the DTZ table decides.
+  for (const char* fen : {"5K2/8/8/8/p7/P7/8/1k6 b - - 0 1", "1K6/8/p7/P7/8/8/8/5k2 w - - 0 1"}) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen));
+    int success = 0;
+    (void)tb::probeDtz(pos, success);
+    EXPECT_EQ(board::stackIndex(pos), 0);
+    EXPECT_EQ(tb::probeWdl(pos, success), 2) << fen;  // the WDL file is intact
+    EXPECT_NE(success, 0);
   }
 }
 

@@ -1,15 +1,16 @@
-// Probing against positions whose values an independent Syzygy reader computed, colour-mirrored
-// twins, the older file encodings, the root filter and the probe tool.
+// Probing against values an independent Syzygy reader computed (and colour-mirrored twins, older
+// encodings, threads at first use), the root filter, the probe tool, the engine through its pipes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstring>
-#include <atomic>
 #include <fstream>
 #include <memory>
-#include <thread>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "board/fen.h"
@@ -18,59 +19,58 @@
 #include "board/position.h"
 #include "support/engine_process.h"
 #include "tablebase/tablebase.h"
+#include "uci/position_go.h"
 
 namespace {
 
 struct Vector {
   std::string fen;
-  int wdl;
-  int dtz;
+  int wdl = 0, dtz = 0;
   std::string table;
 };
 
-std::string trim(const std::string& s) {
-  const size_t a = s.find_first_not_of(" \t\r");
-  const size_t b = s.find_last_not_of(" \t\r");
-  return a == std::string::npos ? "" : s.substr(a, b - a + 1);
-}
-
+// Lines "FEN ; wdl ; dtz ; table".
 std::vector<Vector> readVectors(const std::string& path) {
   std::vector<Vector> vectors;
   std::ifstream in(path);
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::stringstream fields(line);
-    std::string fen, wdl, dtz, table;
-    std::getline(fields, fen, ';');
-    std::getline(fields, wdl, ';');
-    std::getline(fields, dtz, ';');
-    std::getline(fields, table, ';');
-    vectors.push_back({trim(fen), std::stoi(wdl), std::stoi(dtz), trim(table)});
+  for (std::string line; std::getline(in, line);) {
+    const size_t semicolon = line.find(';');
+    if (line.empty() || line[0] == '#' || semicolon == std::string::npos) continue;
+    Vector v;
+    v.fen = line.substr(0, line.find_last_not_of(' ', semicolon - 1) + 1);
+    char separator;
+    std::istringstream(line.substr(semicolon + 1)) >> v.wdl >> separator >> v.dtz >> separator >> v.table;
+    vectors.push_back(v);
   }
   return vectors;
 }
 
 // The same position with colours swapped and the board turned over.
 std::string mirrorFen(const std::string& fen) {
-  std::stringstream in(fen);
-  std::string placement, side, castling, ep, rest;
+  std::istringstream in(fen);
+  std::string placement, side, castling, ep, rest, out;
   in >> placement >> side >> castling >> ep;
   std::getline(in, rest);
-  std::vector<std::string> ranks;
-  std::stringstream rankText(placement);
-  for (std::string r; std::getline(rankText, r, '/');) ranks.insert(ranks.begin(), r);
-  std::string out;
-  for (size_t i = 0; i < ranks.size(); ++i) {
-    if (i) out += '/';
-    for (const char c : ranks[i])
-      out += char(std::isupper(c) ? std::tolower(c) : std::toupper(c));
+  std::istringstream rankText(placement);
+  for (std::string rank; std::getline(rankText, rank, '/');) {
+    for (char& c : rank) c = char(std::isupper(c) ? std::tolower(c) : std::toupper(c));
+    out = out.empty() ? rank : rank + "/" + out;
   }
   if (ep != "-") ep[1] = ep[1] == '3' ? '6' : '3';
   return out + (side == "w" ? " b " : " w ") + "- " + ep + rest;
 }
 
 board::Position pos;
+
+// WDL and DTZ for the side to move after a move (DTZ 0 after a zeroing move).
+void valuesAfter(board::Move m, int& wdl, int& dtz) {
+  board::makeMove(pos, m);
+  int wdlSuccess = 0, dtzSuccess = 1;
+  wdl = tb::probeWdl(pos, wdlSuccess);
+  dtz = board::currentState(pos).halfmoveClock == 0 ? 0 : tb::probeDtz(pos, dtzSuccess);
+  EXPECT_TRUE(wdlSuccess && dtzSuccess);
+  board::unmakeMove(pos);
+}
 
 class TablebaseProbe : public ::testing::Test {
  protected:
@@ -79,50 +79,41 @@ class TablebaseProbe : public ::testing::Test {
     if (data.empty()) GTEST_SKIP() << "test data absent";
     vectors = readVectors(data + "/syzygy_vectors.txt");
     ASSERT_EQ(vectors.size(), 798u);
+    tb::initTablebases((data + "/syzygy").c_str(), false);
   }
   void TearDown() override { tb::initTablebases("", false); }
   std::string data;
   std::vector<Vector> vectors;
 };
 
-// Every vector, and its colour-mirrored twin, with the current files; the first failure of each
-// kind is reported with its position.
-void checkVectors(const std::vector<Vector>& vectors, bool onlyAltTables) {
-  int checked = 0;
-  for (const Vector& v : vectors) {
-    if (onlyAltTables && v.table != "KQvK" && v.table != "KRvK" && v.table != "KPvK") continue;
-    for (const std::string& fen : {v.fen, mirrorFen(v.fen)}) {
-      ASSERT_TRUE(board::setupFromFen(pos, fen)) << fen;
-      const board::BoardState before = board::currentState(pos);
-      int success = 0;
-      const int wdl = tb::probeWdl(pos, success);
-      ASSERT_NE(success, 0) << fen;
-      ASSERT_EQ(wdl, v.wdl) << fen << " (" << v.table << ")";
-      const int dtz = tb::probeDtz(pos, success);
-      ASSERT_NE(success, 0) << fen;
-      ASSERT_EQ(dtz, v.dtz) << fen << " (" << v.table << ")";
-      ASSERT_EQ(board::stackIndex(pos), 0);
-      ASSERT_EQ(std::memcmp(&before, &board::currentState(pos), sizeof before), 0);
-      ++checked;
-    }
-  }
-  EXPECT_GT(checked, 0);
-}
-
+// Every vector and its colour-mirrored twin, with both directories (the older encodings hold three
+// tables); the first failure is reported with its position.
 TEST_F(TablebaseProbe, EveryVectorAndItsMirrorImage) {
-  tb::initTablebases((data + "/syzygy").c_str(), false);
-  checkVectors(vectors, false);
-}
-
-TEST_F(TablebaseProbe, OlderEncodingsGiveTheSameValues) {
-  tb::initTablebases((data + "/syzygy-alt").c_str(), false);
-  checkVectors(vectors, true);
+  for (const char* dir : {"/syzygy", "/syzygy-alt"}) {
+    tb::initTablebases((data + dir).c_str(), false);
+    const bool alt = dir[7] == '-';
+    int checked = 0;
+    for (const Vector& v : vectors) {
+      if (alt && v.table != "KQvK" && v.table != "KRvK" && v.table != "KPvK") continue;
+      for (const std::string& fen : {v.fen, mirrorFen(v.fen)}) {
+        ASSERT_TRUE(board::setupFromFen(pos, fen)) << fen;
+        const board::BoardState before = board::currentState(pos);
+        int wdlSuccess = 0, dtzSuccess = 0;
+        ASSERT_EQ(tb::probeWdl(pos, wdlSuccess), v.wdl) << fen << " (" << v.table << ") " << dir;
+        ASSERT_EQ(tb::probeDtz(pos, dtzSuccess), v.dtz) << fen << " (" << v.table << ") " << dir;
+        ASSERT_TRUE(wdlSuccess && dtzSuccess) << fen;
+        ASSERT_EQ(board::stackIndex(pos), 0);
+        ASSERT_EQ(std::memcmp(&before, &board::currentState(pos), sizeof before), 0);
+        ++checked;
+      }
+    }
+    EXPECT_EQ(checked, alt ? 2 * 72 : 2 * 798) << dir;
+  }
 }
 
 // Several threads meet every table at its first use at the same time (the set-up is serialised,
 // later reads are lock-free); each sees the right values.
 TEST_F(TablebaseProbe, ThreadsShareFirstUse) {
-  tb::initTablebases((data + "/syzygy").c_str(), false);
   std::atomic<int> wrong{0};
   auto work = [&](int offset) {
     auto own = std::make_unique<board::Position>();
@@ -133,117 +124,116 @@ TEST_F(TablebaseProbe, ThreadsShareFirstUse) {
         wrong.fetch_add(1);
     }
   };
-  std::thread a(work, 0), b(work, 0), c(work, 400);
-  a.join();
-  b.join();
-  c.join();
+  std::thread threads[] = {std::thread(work, 0), std::thread(work, 0), std::thread(work, 400)};
+  for (std::thread& t : threads) t.join();
   EXPECT_EQ(wrong.load(), 0);
 }
 
-// Root filter: the values of the moves kept and dropped.
-struct RootResult {
-  std::vector<board::Move> kept, all;
-  int score = 0;
-};
-
-RootResult rootProbe(const std::string& fen) {
-  RootResult r;
-  EXPECT_TRUE(board::setupFromFen(pos, fen)) << fen;
-  board::Move moves[board::MAX_MOVES];
-  int count = int(board::generateLegalMoves(pos, moves) - moves);
-  r.all.assign(moves, moves + count);
-  EXPECT_TRUE(tb::rootProbe(pos, moves, count, r.score)) << fen;
-  r.kept.assign(moves, moves + count);
-  return r;
-}
-
-// WDL and DTZ for the side to move after a move.
-void valuesAfter(board::Move m, int& wdl, int& dtz) {
-  board::makeMove(pos, m);
-  int success = 0;
-  wdl = tb::probeWdl(pos, success);
-  EXPECT_NE(success, 0);
-  dtz = board::currentState(pos).halfmoveClock == 0 ? 0 : tb::probeDtz(pos, success);
-  EXPECT_NE(success, 0);
-  board::unmakeMove(pos);
-}
-
+// The root filter's score and the values after the moves it keeps.
 TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
-  tb::initTablebases((data + "/syzygy").c_str(), false);
-
-  // Won: every kept move keeps the win; hanging the rook is dropped. Score: 32700 + 15*2 - 100*1.
-  RootResult won = rootProbe("8/8/8/4k3/R7/8/8/4K3 w - - 0 1");
-  EXPECT_EQ(won.score, 32630);
-  EXPECT_LT(won.kept.size(), won.all.size());
-  for (const board::Move m : won.kept) {
-    int wdl, dtz;
-    valuesAfter(m, wdl, dtz);
-    EXPECT_EQ(wdl, -2);
-  }
-
-  // Won with the fifty-move counter at 90 and a distance of 15 to zeroing: score 0, and only the
-  // fastest moves survive (all of them with the same distance).
-  int wdl = 0, dtz = 0;
-  EXPECT_TRUE(board::setupFromFen(pos, "8/8/8/4k3/R7/8/8/4K3 w - - 0 1"));
+  const std::string won = "8/8/8/4k3/R7/8/8/4K3 w - - ";
+  ASSERT_TRUE(board::setupFromFen(pos, won + "0 1"));
   int success = 0;
   const int rootDtz = tb::probeDtz(pos, success);
-  EXPECT_GT(rootDtz, 0);
-  std::string fen = "8/8/8/4k3/R7/8/8/4K3 w - - " + std::to_string(101 - rootDtz) + " 1";
-  RootResult spoiled = rootProbe(fen);
-  EXPECT_EQ(spoiled.score, 0);
-  ASSERT_FALSE(spoiled.kept.empty());
-  int firstDtz = 0;
-  for (size_t i = 0; i < spoiled.kept.size(); ++i) {
-    valuesAfter(spoiled.kept[i], wdl, dtz);
-    if (i == 0) firstDtz = dtz;
-    EXPECT_EQ(dtz, firstDtz);
-    EXPECT_LT(dtz, 0);
+  ASSERT_GT(rootDtz, 0);
+  struct Case {
+    std::string fen;
+    int score;
+    int wdlAfter;       // of every kept move, for the opponent
+    bool allKept, sameDistance;  // sameDistance: every kept move reaches zeroing equally fast
+  };
+  const Case cases[] = {
+      {won + "0 1", 32700 + 15 * 2 - 100 * 1, -2, false, false},  // hanging the rook is dropped
+      // The fifty-move counter leaves just enough plies: score 0, only the fastest moves.
+      {won + std::to_string(101 - rootDtz) + " 1", 0, -2, false, true},
+      {"8/8/3k4/8/8/3K4/R7/7r w - - 0 1", 0, 0, false, false},  // drawn KRvKR: moves that keep the draw
+      {"8/8/8/4K3/8/8/8/r3k3 w - - 0 1", 100 * 1 - 15 * 2 - 32700, 2, true, false},  // lost: all kept
+  };
+  int previousKept = 0;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fen);
+    ASSERT_TRUE(board::setupFromFen(pos, c.fen));
+    board::Move moves[board::MAX_MOVES];
+    const int all = int(board::generateLegalMoves(pos, moves) - moves);
+    int count = all, score = 0;
+    ASSERT_TRUE(tb::rootProbe(pos, moves, count, score));
+    EXPECT_EQ(score, c.score);
+    ASSERT_GT(count, 0);
+    EXPECT_EQ(count == all, c.allKept) << count << " of " << all;
+    int firstDtz = 0;
+    for (int i = 0; i < count; ++i) {
+      int wdl = 0, dtz = 0;
+      valuesAfter(moves[i], wdl, dtz);
+      EXPECT_EQ(wdl, c.wdlAfter);
+      if (i == 0) firstDtz = dtz;
+      EXPECT_TRUE(!c.sameDistance || (dtz == firstDtz && dtz < 0)) << dtz;
+    }
+    EXPECT_TRUE(!c.sameDistance || count < previousKept) << count;
+    previousKept = count;
   }
-  EXPECT_LT(spoiled.kept.size(), won.kept.size());
-
-  // Drawn KRvKR: only moves that keep the draw.
-  RootResult drawn = rootProbe("8/8/3k4/8/8/3K4/R7/7r w - - 0 1");
-  EXPECT_LT(drawn.kept.size(), drawn.all.size());
-  EXPECT_EQ(drawn.score, 0);
-  EXPECT_FALSE(drawn.kept.empty());
-  for (const board::Move m : drawn.kept) {
-    valuesAfter(m, wdl, dtz);
-    EXPECT_EQ(wdl, 0);
-  }
-
-  // Lost with the counter at 0: every move is kept.
-  RootResult lost = rootProbe("8/8/8/4K3/8/8/8/r3k3 w - - 0 1");
-  EXPECT_EQ(lost.kept.size(), lost.all.size());
-  EXPECT_EQ(lost.score, 100 * 1 - 15 * 2 - 32700);
 }
 
 TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
-  struct Case {
-    std::vector<std::string> args;
-    std::vector<std::string> lines;
-    int exitCode;
-  };
   const std::string dir = data + "/syzygy";
+  const std::pair<const char*, std::vector<std::string>> cases[] = {  // FEN, first words of each line
+      {"4k3/8/8/8/8/8/8/4K2R w - - 0 1", {"wdl 2", "dtz ", "moves"}},
+      {"8/8/8/8/8/8/8/K1k5 w - - 0 1", {"wdl 0", "dtz 0", "moves"}},
+      {"4k3/8/8/8/8/8/8/KQRB4 w - - 0 1", {"position not in the tablebases"}},
+      {"not a fen", {"invalid FEN"}},
+  };
+  for (const auto& [fen, lines] : cases) {
+    testsupport::EngineProcess tool("", {"probe", dir, fen});
+    for (const std::string& expected : lines)
+      EXPECT_EQ(tool.readLine().value_or("<none>").substr(0, expected.size()), expected) << fen;
+    EXPECT_EQ(tool.waitExit(), lines.size() == 3 ? 0 : 1) << fen;
+  }
+}
+
+// The best move's result for the opponent, tablebase hits in the "info" lines; with
+// SyzygyProbeLimit 0 no hits. The tablebase count is printed at the first new game.
+class E2ETablebase : public TablebaseProbe {};
+
+TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
+  testsupport::EngineProcess engine;
+  engine.send("setoption name SyzygyPath value " + data + "/syzygy");
+  engine.send("ucinewgame");
+  engine.send("isready");
+  std::vector<std::string> seen;
+  ASSERT_TRUE(engine.waitFor("readyok", 10000, &seen));
+  EXPECT_EQ(seen, (std::vector<std::string>{"info string Found 35 tablebases.", "readyok"}));
+  struct Case {
+    const char* fen;
+    int wdlAfterBest, probeLimit;
+  };
   const Case cases[] = {
-      {{"probe", dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1"}, {"wdl 2", "dtz "}, 0},
-      {{"probe", dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1"}, {"wdl 0", "dtz 0"}, 0},
-      {{"probe", dir, "4k3/8/8/8/8/8/8/KQRB4 w - - 0 1"}, {"position not in the tablebases"}, 1},
-      {{"probe", dir, "not a fen"}, {"invalid FEN"}, 1},
+      {"8/8/8/4k3/8/8/8/R3K3 w - - 0 1", -2, 6},     // KRvK won
+      {"8/8/2k5/8/8/5r2/3Q4/3K4 w - - 0 1", -2, 6},  // KQvKR won
+      {"8/8/3k4/8/8/3K4/R7/7r b - - 0 1", 0, 6},     // KRvKR drawn
+      {"8/8/8/4k3/8/8/8/R3K3 w - - 0 1", -2, 0},     // probing off
   };
   for (const Case& c : cases) {
-    testsupport::EngineProcess tool("", c.args);
-    for (const std::string& expected : c.lines) {
-      const auto line = tool.readLine();
-      ASSERT_TRUE(line.has_value()) << c.args[2];
-      EXPECT_EQ(line->substr(0, expected.size()), expected) << c.args[2];
-    }
-    if (c.exitCode == 0) {
-      const auto moves = tool.readLine();
-      ASSERT_TRUE(moves.has_value());
-      EXPECT_EQ(moves->substr(0, 5), "moves");
-    }
-    EXPECT_EQ(tool.waitExit(), c.exitCode) << c.args[2];
+    engine.send("setoption name SyzygyProbeLimit value " + std::to_string(c.probeLimit));
+    engine.send(std::string("position fen ") + c.fen);
+    engine.send("go depth 6");
+    std::vector<std::string> lines;
+    const auto best = engine.waitFor("bestmove", 60000, &lines);
+    ASSERT_TRUE(best) << c.fen;
+    long long tbHits = 0;
+    for (const std::string& line : lines)
+      if (const size_t at = line.find(" tbhits "); at != std::string::npos)
+        tbHits = std::max(tbHits, std::stoll(line.substr(at + 8)));
+    EXPECT_GT(lines.size(), 1u) << c.fen;
+    EXPECT_EQ(tbHits > 0, c.probeLimit > 0) << c.fen;
+    ASSERT_TRUE(board::setupFromFen(pos, c.fen));
+    const std::string text = best->substr(9, best->find(' ', 9) - 9);
+    const board::Move move = uci::legalMoveFromText(pos, text.c_str(), int(text.size()));
+    ASSERT_NE(move, 0u) << *best;
+    int wdl = 0, dtz = 0;
+    valuesAfter(move, wdl, dtz);
+    EXPECT_EQ(wdl, c.wdlAfterBest) << c.fen << " " << *best;
   }
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
-// The command loop and the options, in-process and through the engine's real pipes.
+// The command loop (in-process on a given input, and through the engine's real pipes) and the options.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "support/engine_process.h"
+#include "uci/command_loop.h"
 #include "uci/options.h"
 
 namespace {
@@ -31,78 +33,63 @@ const std::vector<std::string> kIdentification = {
     "uciok",
 };
 
-std::vector<std::string> readUntil(EngineProcess& engine, const std::string& last) {
-  std::vector<std::string> lines;
-  engine.waitFor(last, 5000, &lines);
-  return lines;
+// The loop in-process on the given input; returns what it printed.
+std::string runLoop(const std::string& input) {
+  std::FILE* in = fmemopen(const_cast<char*>(input.data()), input.size(), "r");
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(uci::commandLoop(in), 0);
+  std::fclose(in);
+  return ::testing::internal::GetCapturedStdout();
 }
 
-TEST(E2ECommandLoop, UciPrintsExactlyTheIdentification) {
-  EngineProcess engine;
-  engine.send("uci");
-  EXPECT_EQ(readUntil(engine, "uciok"), kIdentification);
-  EXPECT_TRUE(engine.drain(300).empty());
-  engine.send("quit");
-  EXPECT_EQ(engine.waitExit(), 0);
+TEST(CommandLoop, AnswersOnlyTheCommandsItKnows) {
+  // The identification with the string options' values given.
+  const auto identification = [](const std::string& book = "./book.bin", const std::string& syzygy = "./syzygy") {
+    std::string text;
+    for (const std::string& line : kIdentification) text += line + "\n";
+    text.replace(text.find("./book.bin"), 10, book);
+    return text.replace(text.find("./syzygy"), 8, syzygy);
+  };
+  const std::pair<std::string, std::string> cases[] = {  // input, output
+      {"uci\n", identification()},
+      {"uci\r\n", identification()},
+      // Unknown words, leading blanks, "uci" followed by anything but the line end, letter case.
+      {"hello\n uci\n isready\nuci extra\nucix\n\n   \nIsready\nsetoption Hash value 3\nstop\nponderhit\n", ""},
+      {"isreadyness please\n", "readyok\n"},  // a prefix is enough
+      // A line longer than 4,095 characters arrives in pieces, each handled as a line of its own.
+      {std::string(4095, 'x') + "isready\n" + std::string(10000, ' ') + "\nisready\n", "readyok\nreadyok\n"},
+      // String options show in the next "uci": blanks kept, cut at 255 characters, the word after the
+      // name skipped whatever it is.
+      {"setoption name BookFile value books/my book.bin\nsetoption name SyzygyPath value /tb/a;/tb/b\nuci\n",
+       identification("books/my book.bin", "/tb/a;/tb/b")},
+      {"setoption name BookFile to b.bin\nsetoption name SyzygyPath value " + std::string(400, 'p') + "\nuci\n",
+       identification("b.bin", std::string(255, 'p'))},
+      {"setoption name SyzygyPath value\nuci\n", identification("./book.bin", "")},
+      // "quit", with text behind it too, ends the loop; so does the end of the input, whose last
+      // line is handled once.
+      {"quit\nisready\n", ""},
+      {"quitting time\nisready\n", ""},
+      {"isready\nisready", "readyok\nreadyok\n"},
+  };
+  for (const auto& [input, output] : cases) EXPECT_EQ(runLoop(input), output) << input.substr(0, 80);
 }
 
-TEST(E2ECommandLoop, UnmatchedLinesPrintNothing) {
-  EngineProcess engine;
-  // Unknown words, leading blanks, "uci" followed by anything but the newline: none of these prints.
-  for (const char* line : {"hello", " uci", " isready", "uci extra", "ucix", "", "   ", "Isready",
-                           "setoption Hash value 3", "stop", "ponderhit"})
-    engine.send(line);
-  engine.send("isready");
-  EXPECT_EQ(engine.readLine(5000).value_or("<none>"), "readyok");
-  // Prefix matching: anything after "isready" still answers.
-  engine.send("isreadyness please");
-  EXPECT_EQ(engine.readLine(5000).value_or("<none>"), "readyok");
-  EXPECT_TRUE(engine.drain(200).empty());
-}
-
-TEST(E2ECommandLoop, QuitAndEndOfInputExitCleanlyAndSilently) {
-  {
+// Through the pipes: answers arrive while the engine waits for more input, and "quit" or the end of
+// the input ends the process with exit code 0 and nothing more printed.
+TEST(E2ECommandLoop, AnswersArriveAtOnceAndTheProcessEndsCleanly) {
+  for (const bool quit : {true, false}) {
     EngineProcess engine;
-    engine.send("quit");
-    EXPECT_EQ(engine.waitExit(), 0);
-    EXPECT_TRUE(engine.drain(100).empty());
-  }
-  {
-    EngineProcess engine;
+    engine.send("uci");
+    std::vector<std::string> lines;
+    engine.waitFor("uciok", 5000, &lines);
+    EXPECT_EQ(lines, kIdentification);
     engine.send("isready");
     EXPECT_EQ(engine.readLine().value_or("<none>"), "readyok");
-    engine.closeInput();  // the last line is never handled again
+    if (quit) engine.send("quit");
+    else engine.closeInput();
     EXPECT_TRUE(engine.drain(300).empty());
     EXPECT_EQ(engine.waitExit(), 0);
   }
-  {
-    // Four characters are compared, so "quit" with text behind it quits too.
-    EngineProcess engine;
-    engine.send("quitting time");
-    EXPECT_EQ(engine.waitExit(), 0);
-  }
-}
-
-TEST(E2ECommandLoop, LongLinesArriveInPieces) {
-  EngineProcess engine;
-  // 4,095 characters fill one read; the rest of the line is handled as a line of its own.
-  engine.send(std::string(4095, 'x') + "isready");
-  EXPECT_EQ(engine.readLine(5000).value_or("<none>"), "readyok");
-  engine.send(std::string(10000, ' '));
-  engine.send("isready");
-  EXPECT_EQ(engine.readLine(5000).value_or("<none>"), "readyok");
-  EXPECT_TRUE(engine.drain(200).empty());
-}
-
-TEST(E2ECommandLoop, StringOptionsShowInTheNextUci) {
-  EngineProcess engine;
-  engine.send("setoption name BookFile value books/my book.bin");
-  engine.send("setoption name SyzygyPath value /tb/a;/tb/b");
-  engine.send("uci");
-  auto lines = readUntil(engine, "uciok");
-  ASSERT_EQ(lines.size(), kIdentification.size());
-  EXPECT_EQ(lines[6], "option name BookFile type string default books/my book.bin");
-  EXPECT_EQ(lines[11], "option name SyzygyPath type string default /tb/a;/tb/b");
 }
 
 struct OptionCase {
@@ -156,20 +143,6 @@ TEST(Options, SetOptionTable) {
     uci::EngineSettings settings;
     EXPECT_EQ(uci::setOption(settings, line), pressed) << line;
   }
-}
-
-TEST(Options, StringValuesKeepBlanksAndAreCut) {
-  uci::EngineSettings settings;
-  uci::setOption(settings, "setoption name BookFile value books/my book.bin\n");
-  EXPECT_STREQ(settings.bookFile.data(), "books/my book.bin");
-  uci::setOption(settings, "setoption name SyzygyPath value\n");
-  EXPECT_STREQ(settings.syzygyPath.data(), "");
-  const std::string longPath(400, 'p');
-  uci::setOption(settings, ("setoption name SyzygyPath value " + longPath + "\n").c_str());
-  EXPECT_EQ(std::string(settings.syzygyPath.data()), std::string(255, 'p'));
-  // The word after the name is skipped whatever it is.
-  uci::setOption(settings, "setoption name BookFile to other.bin\n");
-  EXPECT_STREQ(settings.bookFile.data(), "other.bin");
 }
 
 TEST(Options, MinSplitDepthFollowsThreads) {

@@ -1,5 +1,4 @@
-// The "position" and "go" parsing, checked on the state it leaves, and its robustness against
-// malformed lines.
+// The "position" and "go" parsing, checked on the state it leaves, for good and malformed lines.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -30,13 +29,10 @@ void playClean(Position& pos, const char* fen, const std::vector<std::string>& m
   }
 }
 
-std::string joinMoves(const std::vector<std::string>& moves) {
-  std::string text;
-  for (const std::string& m : moves) text += " " + m;
-  return text;
-}
-
-TEST(PositionCommand, SetsUpTheExpectedPositionAndHistory) {
+// Each line is given to a position set up by "position startpos moves g1f3 g8f6" (movesPlayed 7). It
+// leaves the records of a clean game of the FEN and moves (the last stackIndex + 1 of them) and the
+// moves played, halved; a line without effect (fen null) returns false and changes nothing.
+TEST(PositionCommand, SetsUpThePositionAndHistory) {
   struct Case {
     const char* line;
     const char* fen;                  // reference set-up
@@ -78,21 +74,34 @@ TEST(PositionCommand, SetsUpTheExpectedPositionAndHistory) {
       {"position fen 8/1P6/8/8/8/8/8/K6k w - - 0 1 moves b7b8k\n", "8/1P6/8/8/8/8/8/K6k w - - 0 1", {}, 0, 0},
       {"position fen 8/1P6/8/8/8/8/8/K6k w - - 0 1 moves b7b8Q\n", "8/1P6/8/8/8/8/8/K6k w - - 0 1",
        {"b7b8q"}, 0, 0},
+      // No effect: nothing after "position" or "fen", or a FEN the board rejects.
+      {"position\n", nullptr, {}, 0, 0},
+      {"position \n", nullptr, {}, 0, 0},
+      {"position fen\n", nullptr, {}, 0, 0},
+      {"position fen   \n", nullptr, {}, 0, 0},
+      {"position fen moves e2e4\n", nullptr, {}, 0, 0},
+      {"position fen xyz\n", nullptr, {}, 0, 0},
+      {"position fen 8/8/8/8/8/8/8/8 w - - 0 1\n", nullptr, {}, 0, 0},                      // no kings
+      {"position fen 8/8/8/8/8/8/8/KK5k w - - 0 1\n", nullptr, {}, 0, 0},                   // two White kings
+      {"position fen 9/8/8/8/8/8/8/K6k w - - 0 1\n", nullptr, {}, 0, 0},
+      {"position fen 8/8/8/8/8/8/8/8/8/K6k w - - 0 1\n", nullptr, {}, 0, 0},                // nine ranks
+      {"position fen P7/8/8/8/8/8/8/K6k w - - 0 1\n", nullptr, {}, 0, 0},                   // pawn on the last rank
+      {"position fen 8/8/8/8/8/8/8/K5Qk w - - 0 1\n", nullptr, {}, 0, 0},                   // side not to move in check
+      {"position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNX w KQkq - 0 1\n", nullptr, {}, 0, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
-    Position reference;
-    playClean(reference, c.fen, c.moves);
-    Position pos;
-    int32_t movesPlayed = -1;
-    ASSERT_TRUE(uci::setupPositionLine(pos, c.line, movesPlayed));
-    EXPECT_EQ(movesPlayed, c.movesPlayed);
-    ASSERT_EQ(board::stackIndex(pos), c.stackIndex);
-    // The kept records are the last ones of the clean game.
-    for (int i = 0; i <= c.stackIndex; ++i)
-      EXPECT_TRUE(sameRecord(pos.states[size_t(i)],
-                             reference.current[i - c.stackIndex]))
-          << "record " << i;
+    Position pos, reference;
+    int32_t movesPlayed = 7;
+    ASSERT_TRUE(uci::setupPositionLine(pos, "position startpos moves g1f3 g8f6\n", movesPlayed));
+    movesPlayed = 7;
+    EXPECT_EQ(uci::setupPositionLine(pos, c.line, movesPlayed), c.fen != nullptr);
+    playClean(reference, c.fen ? c.fen : board::START_FEN, c.fen ? c.moves : std::vector<std::string>{"g1f3", "g8f6"});
+    EXPECT_EQ(movesPlayed, c.fen ? c.movesPlayed : 7);
+    const int index = c.fen ? c.stackIndex : 2;
+    ASSERT_EQ(board::stackIndex(pos), index);
+    for (int i = 0; i <= index; ++i)
+      EXPECT_TRUE(sameRecord(pos.states[size_t(i)], reference.current[i - index])) << "record " << i;
   }
 }
 
@@ -121,43 +130,10 @@ TEST(PositionCommand, RecordFieldsOfTheExamples) {
   EXPECT_FALSE(board::isInCheck(board::currentState(pos)));
 }
 
-TEST(PositionCommand, LinesWithoutEffectLeaveThePositionAlone) {
-  const char* lines[] = {
-      "position\n",
-      "position \n",
-      "position fen\n",
-      "position fen   \n",
-      "position fen moves e2e4\n",
-      "position fen xyz\n",
-      "position fen 8/8/8/8/8/8/8/8 w - - 0 1\n",                      // no kings
-      "position fen 8/8/8/8/8/8/8/KK5k w - - 0 1\n",                   // two White kings
-      "position fen 9/8/8/8/8/8/8/K6k w - - 0 1\n",
-      "position fen 8/8/8/8/8/8/8/8/8/K6k w - - 0 1\n",                // nine ranks
-      "position fen P7/8/8/8/8/8/8/K6k w - - 0 1\n",                   // pawn on the last rank
-      "position fen 8/8/8/8/8/8/8/K5Qk w - - 0 1\n",                   // side not to move in check
-      "position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNX w KQkq - 0 1\n",
-  };
-  Position pos;
-  int32_t played = 7;
-  ASSERT_TRUE(uci::setupPositionLine(pos, "position startpos moves g1f3 g8f6\n", played));
-  const int index = board::stackIndex(pos);
-  std::vector<BoardState> before(pos.states.begin(), pos.states.begin() + index + 1);
-  for (const char* line : lines) {
-    SCOPED_TRACE(line);
-    int32_t movesPlayed = 7;
-    EXPECT_FALSE(uci::setupPositionLine(pos, line, movesPlayed));
-    EXPECT_EQ(movesPlayed, 7);
-    ASSERT_EQ(board::stackIndex(pos), index);
-    for (int i = 0; i <= index; ++i) EXPECT_TRUE(sameRecord(pos.states[size_t(i)], before[size_t(i)]));
-  }
-}
-
 TEST(PositionCommand, LongReversibleLineKeepsTheNewestHundredRecords) {
   // 600 plies of knights going out and back: 150 returns to the start position.
-  std::vector<std::string> moves;
-  for (int i = 0; i < 150; ++i)
-    for (const char* m : {"g1f3", "b8c6", "f3g1", "c6b8"}) moves.push_back(m);
-  const std::string line = "position startpos moves" + joinMoves(moves) + "\n";
+  std::string line = "position startpos moves";
+  for (int i = 0; i < 150; ++i) line += " g1f3 b8c6 f3g1 c6b8";
   ASSERT_LT(line.size(), 4095u);
 
   Position pos;
@@ -167,15 +143,12 @@ TEST(PositionCommand, LongReversibleLineKeepsTheNewestHundredRecords) {
   ASSERT_EQ(board::stackIndex(pos), uci::HISTORY_LIMIT - 1);
   // Pieces, rights and keys are those of the start position, seen as a repetition; every kept record
   // matches the clean position of the same ply.
-  Position start;
-  ASSERT_TRUE(board::setupFromFen(start, board::START_FEN));
-  const BoardState& root = board::currentState(pos);
-  EXPECT_EQ(root.key, board::currentState(start).key);
-  EXPECT_EQ(std::memcmp(root.bb, board::currentState(start).bb, sizeof root.bb), 0);
-  EXPECT_EQ(root.castling, board::currentState(start).castling);
-  EXPECT_NE(root.flags & board::FLAG_REPETITION, 0);
-  Position cycle;
+  Position cycle;  // states[0] is the start position
   playClean(cycle, board::START_FEN, {"g1f3", "b8c6", "f3g1", "c6b8"});
+  const BoardState& root = board::currentState(pos);
+  EXPECT_EQ(std::memcmp(root.bb, cycle.states[0].bb, sizeof root.bb), 0);
+  EXPECT_EQ(root.castling, cycle.states[0].castling);
+  EXPECT_NE(root.flags & board::FLAG_REPETITION, 0);
   for (int i = 0; i < uci::HISTORY_LIMIT; ++i) {
     const int ply = 600 - (uci::HISTORY_LIMIT - 1 - i);  // ply of states[i]
     EXPECT_EQ(pos.states[size_t(i)].key, cycle.states[size_t(ply % 4)].key) << i;
@@ -184,19 +157,23 @@ TEST(PositionCommand, LongReversibleLineKeepsTheNewestHundredRecords) {
   EXPECT_EQ(board::generateLegalMoves(pos, list) - list, 20);
 }
 
-struct GoExpectation {
-  const char* fen;
-  const char* line;
-  int timeMs, incrementMs, movesToGo, depthLimit, pondering;
-  bool clockGiven;
-  uint64_t nodeLimit = 0;
-  int mateLimit = 0;
-};
-
-TEST(GoCommand, ParsesLimitsForTheSideToMove) {
+// The limits for the side to move and the root moves ("searchmoves", else every legal move, with
+// their check marks); the fields of an earlier search are reset.
+TEST(GoCommand, ParsesLimitsAndRootMoves) {
+  struct Case {
+    const char* fen;
+    const char* line;
+    int timeMs, incrementMs, movesToGo, depthLimit, pondering;
+    bool clockGiven;
+    const char* rootMoves = "";  // "": every legal move
+    int legalCount = 20;
+    uint64_t nodeLimit = 0;
+    int mateLimit = 0;
+  };
   const char* black = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1";
   const char* white = board::START_FEN;
-  const GoExpectation cases[] = {
+  const char* checks = "4k3/8/8/8/8/8/8/R3K3 w Q - 0 1";
+  const Case cases[] = {
       {black, "go wtime 60000 btime 30000 winc 1000 binc 500\n", 30000, 500, 0, 64, 0, true},
       {white, "go wtime 60000 btime 30000 winc 1000 binc 500\n", 60000, 1000, 0, 64, 0, true},
       {white, "go movetime 2000\n", 2000, 0, 1, 64, 0, true},
@@ -218,13 +195,22 @@ TEST(GoCommand, ParsesLimitsForTheSideToMove) {
       {white, "go depth\n", 0, 0, 0, 64, 0, false},
       {white, "go movetime\n", 0, 0, 0, 64, 0, false},
       {white, "go  wtime   300\twinc 20\r\n", 300, 20, 0, 64, 0, true},
+      {white, "go searchmoves e2e4 d2d4\n", 0, 0, 0, 64, 0, false, "e2e4 d2d4", 20},
+      {white, "go depth 3 searchmoves d2d4 e2e4\n", 0, 0, 0, 3, 0, false, "d2d4 e2e4", 20},
+      {white, "go searchmoves e2e4 zz e2e5 e2e4 e7e5 g1f3\n", 0, 0, 0, 64, 0, false, "e2e4 g1f3", 20},
+      {white, "go searchmoves\n", 0, 0, 0, 64, 0, false, "", 20},
+      {white, "go searchmoves e2e5\n", 0, 0, 0, 64, 0, false, "", 20},
+      {checks, "go searchmoves a1a8 e1c1 a1a2\n", 0, 0, 0, 64, 0, false, "a1a8 e1c1 a1a2", 16},
+      // Mate and stalemate at the root: an empty list.
+      {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "go\n", 0, 0, 0, 64, 0, false, "", 0},
+      {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "go infinite\n", 0, 0, 0, 64, 1, false, "", 0},
       // Node and mate limits: 64-bit node counts; 0 or less means none.
-      {white, "go nodes 5000000000\n", 0, 0, 0, 64, 0, false, 5000000000u},
+      {white, "go nodes 5000000000\n", 0, 0, 0, 64, 0, false, "", 20, 5000000000u},
       {white, "go nodes -5 mate 0\n", 0, 0, 0, 64, 0, false},
-      {white, "go mate 3 wtime 900\n", 900, 0, 0, 64, 0, true, 0, 3},
-      {white, "go depth 4 nodes 77 mate\n", 0, 0, 0, 4, 0, false, 77},
+      {white, "go mate 3 wtime 900\n", 900, 0, 0, 64, 0, true, "", 20, 0, 3},
+      {white, "go depth 4 nodes 77 mate\n", 0, 0, 0, 4, 0, false, "", 20, 77},
   };
-  for (const GoExpectation& c : cases) {
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
     Position pos;
     ASSERT_TRUE(board::setupFromFen(pos, c.fen));
@@ -247,53 +233,24 @@ TEST(GoCommand, ParsesLimitsForTheSideToMove) {
     EXPECT_EQ(limits.clockGiven, c.clockGiven);
     EXPECT_EQ(limits.stopRequested.load(), 0);
     EXPECT_EQ(limits.singleRootMove.load(), 0);
-    EXPECT_EQ(limits.rootMoveCount, 20);  // every legal move of either position
-  }
-}
-
-TEST(GoCommand, RootMoves) {
-  struct Case {
-    const char* fen;
-    const char* line;
-    std::vector<std::string> expected;  // empty: the whole legal list
-    int legalCount;
-  };
-  const char* checks = "4k3/8/8/8/8/8/8/R3K3 w Q - 0 1";
-  const Case cases[] = {
-      {board::START_FEN, "go searchmoves e2e4 d2d4\n", {"e2e4", "d2d4"}, 20},
-      {board::START_FEN, "go depth 3 searchmoves d2d4 e2e4\n", {"d2d4", "e2e4"}, 20},
-      {board::START_FEN, "go searchmoves e2e4 zz e2e5 e2e4 e7e5 g1f3\n", {"e2e4", "g1f3"}, 20},
-      {board::START_FEN, "go searchmoves\n", {}, 20},
-      {board::START_FEN, "go searchmoves e2e5\n", {}, 20},
-      {checks, "go searchmoves a1a8 e1c1 a1a2\n", {"a1a8", "e1c1", "a1a2"}, 0},
-      // Mate and stalemate at the root: an empty list.
-      {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "go\n", {}, 0},
-      {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "go infinite\n", {}, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.line);
-    Position pos;
-    ASSERT_TRUE(board::setupFromFen(pos, c.fen));
-    search::SearchLimits limits;
-    uci::parseGo(c.line, pos, limits);
-    if (c.expected.empty()) {
-      board::Move legal[board::MAX_MOVES];
-      const int count = int(board::generateLegalMoves(pos, legal) - legal);
+    board::Move legal[board::MAX_MOVES];
+    const int count = int(board::generateLegalMoves(pos, legal) - legal);
+    EXPECT_EQ(count, c.legalCount);
+    if (!*c.rootMoves) {  // the legal list itself, check marks included
       ASSERT_EQ(limits.rootMoveCount, count);
-      EXPECT_EQ(count, c.legalCount);
       for (int i = 0; i < count; ++i) EXPECT_EQ(limits.rootMoves[size_t(i)], legal[i]);
       continue;
     }
-    ASSERT_EQ(limits.rootMoveCount, int(c.expected.size()));
-    for (size_t i = 0; i < c.expected.size(); ++i) {
+    std::string roots;
+    for (int i = 0; i < limits.rootMoveCount; ++i) {
       char text[8];
-      board::moveToText(limits.rootMoves[i], board::blackToMove(board::currentState(pos)), text);
-      EXPECT_EQ(text, c.expected[i]);
+      board::moveToText(limits.rootMoves[size_t(i)], board::blackToMove(board::currentState(pos)), text);
+      roots.append(i ? " " : "").append(text);
     }
-    if (std::string(c.fen) == checks) {
-      // The check marks come with the moves.
-      EXPECT_NE(limits.rootMoves[0] & board::MOVE_CHECK, 0u);  // a1a8+
-      EXPECT_EQ(limits.rootMoves[2] & board::MOVE_CHECK, 0u);  // a1a2
+    EXPECT_EQ(roots, c.rootMoves);
+    if (c.fen == checks) {  // the check marks come with the moves: a1a8+, a1a2
+      EXPECT_NE(limits.rootMoves[0] & board::MOVE_CHECK, 0u);
+      EXPECT_EQ(limits.rootMoves[2] & board::MOVE_CHECK, 0u);
     }
   }
 }
