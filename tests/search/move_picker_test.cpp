@@ -104,45 +104,6 @@ TEST(MovePicker, YieldsEachLegalMoveOnceWithItsCheckMark) {
   EXPECT_GT(inCheck, 50) << "too few positions in check among " << positions;
 }
 
-// Order: hash move, good captures, killers, quiets, losing captures and under-promotions last.
-TEST(MovePicker, OrdersLosingCapturesAndUnderPromotionsLast) {
-  search::SearchThread& thread = search::searchThreads[1];
-  board::Position& pos = thread.position;
-  thread.killers[4] = {};
-  thread.killers[2] = {};
-
-  // Bxd5 loses the bishop for a knight (pawn e6 defends): after every quiet move. Nxc5 (knight takes a
-  // defended bishop) is not tested and comes first.
-  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/4p3/2bn4/2B5/1N6/8/4K3 w - - 0 1"));
-  const Move bxd5 = parse(pos, "c4d5");
-  const Move nxc5 = parse(pos, "b3c5");
-  std::vector<Move> order = pickAll(thread, 4, 0);
-  ASSERT_GE(order.size(), 3u);
-  EXPECT_EQ(order.front(), nxc5);
-  EXPECT_EQ(order.back(), bxd5);
-
-  // Queen promotion first; rook, bishop, knight promotions after the quiet moves, knight last.
-  ASSERT_TRUE(board::setupFromFen(pos, "8/P6k/8/8/8/8/8/K7 w - - 0 1"));
-  order = pickAll(thread, 4, 0);
-  ASSERT_GE(order.size(), 4u);
-  EXPECT_EQ(order[0], parse(pos, "a7a8q"));
-  EXPECT_EQ(order[order.size() - 3], parse(pos, "a7a8r"));
-  EXPECT_EQ(order[order.size() - 2], parse(pos, "a7a8b"));
-  EXPECT_EQ(order[order.size() - 1], parse(pos, "a7a8n"));
-
-  // A killer comes right after the good captures, ahead of castling; the hash move before everything.
-  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/8/3p4/4P3/8/8/R3K2R w KQ - 0 1"));
-  const Move killer = board::withoutCheck(parse(pos, "a1a7"));
-  thread.killers[4][0] = killer;
-  const Move hash = parse(pos, "h1h7");
-  order = pickAll(thread, 4, hash);
-  ASSERT_GE(order.size(), 3u);
-  EXPECT_EQ(order[0], hash);
-  EXPECT_EQ(order[1], parse(pos, "e4d5"));
-  EXPECT_EQ(board::withoutCheck(order[2]), killer);
-  thread.killers[4] = {};
-}
-
 struct ExchangeCase {
   const char* fen;
   const char* move;
