@@ -36,6 +36,7 @@ struct SearchLimits {
   int threads = 1;
   int minSplitDepth = 3;
   int syzygyProbeLimit = 6;
+  int moveOverheadMs = 0;
   bool alwaysBestBookMove = true;
   bool logEnabled = false;
 

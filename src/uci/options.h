@@ -18,6 +18,7 @@ struct EngineSettings {
   int32_t threads = 1;
   std::array<char, OPTION_TEXT_SIZE> syzygyPath{"./syzygy"};
   int32_t syzygyProbeLimit = 6;
+  int32_t moveOverheadMs = 10;  // kept off the clock for the GUI's and the system's delays
 };
 
 extern EngineSettings engineSettings;
@@ -26,11 +27,12 @@ extern int32_t minSplitDepth;
 
 constexpr int MAX_HASH_MB = 65536;
 constexpr int MAX_THREADS_OPTION = 64;
+constexpr int MAX_MOVE_OVERHEAD_MS = 5000;
 
 // Restores the defaults (process start).
 void resetSettings(EngineSettings& settings);
 
-// Prints the eleven "option" lines (without flushing).
+// Prints the twelve "option" lines (without flushing).
 void printOptionLines(const EngineSettings& settings);
 
 // Handles a line that begins with "setoption name " (newline included or not). Values outside the

@@ -254,6 +254,7 @@ void handleGo(const char* line) {
   limits.threads = std::clamp(engineSettings.threads, 1, search::MAX_THREADS);
   limits.minSplitDepth = minSplitDepth;
   limits.syzygyProbeLimit = engineSettings.syzygyProbeLimit;
+  limits.moveOverheadMs = engineSettings.moveOverheadMs;
   limits.alwaysBestBookMove = engineSettings.alwaysBestBookMove != 0;
   // The log file is open exactly when Log was set at the last new game.
   limits.logEnabled = platform::logIsOpen();

@@ -26,6 +26,7 @@ const std::vector<std::string> kIdentification = {
     "option name Threads type spin default 1 min 1 max 64",
     "option name SyzygyPath type string default ./syzygy",
     "option name SyzygyProbeLimit type spin default 6 min 0 max 6",
+    "option name Move Overhead type spin default 10 min 0 max 5000",
     "uciok",
 };
 
@@ -132,6 +133,11 @@ TEST(Options, SetOptionTable) {
       {"setoption name Threads value 65\n", &uci::EngineSettings::threads, 64},
       {"setoption name SyzygyProbeLimit value 9\n", &uci::EngineSettings::syzygyProbeLimit, 6},
       {"setoption name SyzygyProbeLimit value -1\n", &uci::EngineSettings::syzygyProbeLimit, 0},
+      {"setoption name Move Overhead value 30\n", &uci::EngineSettings::moveOverheadMs, 30},
+      {"setoption name Move Overhead value 9000\n", &uci::EngineSettings::moveOverheadMs, 5000},
+      {"setoption name Move Overhead value -4\n", &uci::EngineSettings::moveOverheadMs, 0},
+      {"setoption name Move value 30\n", &uci::EngineSettings::moveOverheadMs, 10},
+      {"setoption name Move OverheadX value 30\n", &uci::EngineSettings::moveOverheadMs, 10},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},
