@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
+#include <utility>
 #include <random>
 #include <string>
 #include <vector>
@@ -141,6 +143,28 @@ TEST(MovePicker, OrdersLosingCapturesAndUnderPromotionsLast) {
   EXPECT_EQ(order[1], parse(pos, "e4d5"));
   EXPECT_EQ(board::withoutCheck(order[2]), killer);
   thread.killers[4] = {};
+}
+
+// However large a quiet move's history counter (saturated included), the move leads the quiets.
+TEST(MovePicker, LargestHistoryLeadsTheQuiets) {
+  search::SearchThread& thread = search::searchThreads[1];
+  board::Position& pos = thread.position;
+  thread.killers[4] = {};
+  thread.killers[2] = {};
+  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/8/8/8/8/PPP5/R3K3 w - - 0 1"));
+  const board::BoardState& state = board::currentState(pos);
+  const Move rook = parse(pos, "a1b1");  // a poor square gain: last among the quiets on placement alone
+  const int32_t top = std::numeric_limits<int32_t>::max();
+  for (const std::pair<int32_t, int32_t> counterAndTotal : {std::pair{top, top}, {top, 0}, {1500000000, 1500000000},
+                                                             {300000000, 300000000}, {2400, 2400}}) {
+    for (auto& bucket : thread.history) bucket.fill(0);
+    thread.history[1][search::historyIndex(state, rook)] = counterAndTotal.first;
+    thread.history[1][0] = counterAndTotal.second;
+    const std::vector<Move> order = pickAll(thread, 4, 0);
+    ASSERT_FALSE(order.empty());
+    EXPECT_EQ(order.front(), rook) << counterAndTotal.first;
+  }
+  for (auto& bucket : thread.history) bucket.fill(0);
 }
 
 struct ExchangeCase {
