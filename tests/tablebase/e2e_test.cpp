@@ -1,7 +1,10 @@
 // The engine with tablebases, through its real pipes.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -112,6 +115,24 @@ TEST_F(E2ETablebase, ProbeLimitZeroTurnsProbingOff) {
   EXPECT_FALSE(out.bestMove.empty());
   EXPECT_GT(out.infoLines, 0);
   EXPECT_EQ(out.maxTbHits, 0);
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
+}
+
+// Named pipes called like tables are not tables: registration and the first use of a table must not
+// wait for a writer, so "isready" is answered and the search plays on without them.
+TEST_F(E2ETablebase, NamedPipesAreNotTables) {
+  const std::string dir = testsupport::makeTempDir();
+  std::filesystem::copy_file(data + "/syzygy/KRvK.rtbw", dir + "/KRvK.rtbw");
+  for (const char* name : {"/KQvK.rtbw", "/KRvK.rtbz"}) ASSERT_EQ(::mkfifo((dir + name).c_str(), 0600), 0) << name;
+  testsupport::EngineProcess engine;
+  engine.send("setoption name SyzygyPath value " + dir);
+  engine.send("ucinewgame");
+  engine.send("isready");
+  std::vector<std::string> seen;
+  ASSERT_TRUE(engine.waitFor("readyok", 10000, &seen));
+  EXPECT_EQ(seen, (std::vector<std::string>{"info string Found 1 tablebases.", "readyok"}));
+  EXPECT_FALSE(search(engine, "8/8/8/4k3/8/8/8/R3K3 w - - 0 1", "go depth 4").bestMove.empty());
   engine.send("quit");
   EXPECT_EQ(engine.waitExit(), 0);
 }
