@@ -149,8 +149,8 @@ int staticExchange(const BoardState& s, Move move) {
   const int to = moveTo(move);
   int gain[40];
   gain[0] = eval::PieceValue[moveCaptured(move)];
+  // Only the mover leaves the occupancy: an en-passant victim still blocks the line behind it.
   Bitboard occ = occupied(s) ^ bit(from);
-  if (move & MOVE_EN_PASSANT) occ ^= bit(to - 8);
   const Bitboard own = s.bb[0];
   const Bitboard diagonal = diagonalMovers(s);
   const Bitboard straight = straightMovers(s);

@@ -184,6 +184,8 @@ TEST(StaticExchange, SwapOffValues) {
       {"4k3/8/8/3p4/8/8/8/2Q1K3 w - - 0 1", "c1c4", -3896},          // quiet queen move into a pawn
       {"4k3/8/8/8/8/8/3p4/4K3 w - - 0 1", "e1d2", 398},              // king takes an undefended pawn
       {"3qk3/3r4/8/3p4/8/8/3R4/3QK3 w - - 0 1", "d2d5", 398 - 1963}, // the queen behind the rook loses to it
+      {"k2r4/8/8/3pP3/8/8/8/3R3K w - d6 0 1", "e5d6", 0},           // en passant: the victim still blocks d-file
+      {"3r3k/8/8/8/3Pp3/8/8/K2R4 b - d3 0 1", "e4d3", 0},           // the same, Black to move
   };
   board::Position& pos = search::searchThreads[1].position;
   for (const ExchangeCase& c : cases) {
