@@ -2,9 +2,10 @@
 // twins, the older file encodings, the root filter and the probe tool.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cctype>
 #include <cstring>
-#include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <thread>
@@ -224,9 +225,14 @@ TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
     int exitCode;
   };
   const std::string dir = data + "/syzygy";
+  // Only KPvK: a drawn pawn on the seventh has its values, but scoring a8=Q needs the missing KQvK.
+  const std::string pawnOnly = testsupport::makeTempDir();
+  for (const char* suffix : {".rtbw", ".rtbz"})
+    std::filesystem::copy_file(dir + "/KPvK" + suffix, pawnOnly + "/KPvK" + suffix);
   const Case cases[] = {
-      {{"probe", dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1"}, {"wdl 2", "dtz "}, 0},
-      {{"probe", dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1"}, {"wdl 0", "dtz 0"}, 0},
+      {{"probe", dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1"}, {"wdl 2", "dtz ", "moves "}, 0},
+      {{"probe", dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1"}, {"wdl 0", "dtz 0", "moves "}, 0},
+      {{"probe", pawnOnly, "8/Pk6/8/8/8/8/8/7K w - - 0 1"}, {"wdl 0", "dtz 0", "moves not available"}, 0},
       {{"probe", dir, "4k3/8/8/8/8/8/8/KQRB4 w - - 0 1"}, {"position not in the tablebases"}, 1},
       {{"probe", dir, "not a fen"}, {"invalid FEN"}, 1},
   };
@@ -236,11 +242,6 @@ TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
       const auto line = tool.readLine();
       ASSERT_TRUE(line.has_value()) << c.args[2];
       EXPECT_EQ(line->substr(0, expected.size()), expected) << c.args[2];
-    }
-    if (c.exitCode == 0) {
-      const auto moves = tool.readLine();
-      ASSERT_TRUE(moves.has_value());
-      EXPECT_EQ(moves->substr(0, 5), "moves");
     }
     EXPECT_EQ(tool.waitExit(), c.exitCode) << c.args[2];
   }
