@@ -226,6 +226,8 @@ class PlacementValues {
   std::array<board::KeyEntry, board::KEY_TABLE_SIZE> saved_;
 };
 
+uint64_t prefetchedKey = 0;  // what makeMove handed to its prefetch
+
 TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
   const PlacementValues placementValues;
   std::mt19937 rng(20261123);
@@ -264,7 +266,9 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
           ASSERT_EQ(recomputed.pawnKey, board::currentState(*pos).pawnKey);
           board::unmakeMove(*pos);
         }
-        board::makeMove(*pos, move);
+        // The key handed to the table prefetch is the child's own key.
+        board::makeMove(*pos, move, [](uint64_t key) { prefetchedKey = key; });
+        ASSERT_EQ(prefetchedKey, board::currentState(*pos).key);
         // Keep the stack short as the "position" command does: collapse after irreversible moves.
         if (board::currentState(*pos).halfmoveClock == 0) {
           pos->states[0] = board::currentState(*pos);
