@@ -113,13 +113,16 @@ fuzz-smoke: fuzz-build
 
 # Self-play soak: SOAK_GAMES games at 40 moves in 2 s with two threads, book and tablebases on, one game
 # at a time. SOAK_TC=1+0.02 plays base+increment seconds instead (2+0: sudden death); SOAK_THREADS sets
-# Threads. For example: make soak SOAK_TC=1+0.02 SOAK_THREADS=1 SOAK_GAMES=300
+# Threads, SOAK_OVERHEAD the Move Overhead (default: the engine's). For example:
+# make soak SOAK_TC=1+0.02 SOAK_THREADS=1 SOAK_GAMES=300
 SOAK_GAMES ?= 200
 SOAK_TC ?=
 SOAK_THREADS ?= 2
+SOAK_OVERHEAD ?=
 .PHONY: soak
 soak: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
 	TESMAR_SOAK_GAMES=$(SOAK_GAMES) TESMAR_SOAK_TC=$(SOAK_TC) TESMAR_SOAK_THREADS=$(SOAK_THREADS) \
+	  TESMAR_SOAK_OVERHEAD=$(SOAK_OVERHEAD) \
 	  $(TESTDIR)/uci_tests --gtest_filter='SlowSoak*'

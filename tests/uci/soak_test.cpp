@@ -3,7 +3,8 @@
 // and peak memory; fails on any crash, illegal move, time loss or a peak memory above the bound.
 // Run with `make soak` (TESMAR_SOAK_GAMES games, default 200); TESMAR_SOAK_TC ("base+increment" in
 // seconds, for example 1+0.02 or 2+0) replaces the repeating clock with one period for the whole game,
-// and TESMAR_SOAK_THREADS sets the engines' Threads (default 2).
+// TESMAR_SOAK_THREADS sets the engines' Threads (default 2) and TESMAR_SOAK_OVERHEAD their Move
+// Overhead (default: the engine's own).
 //
 // The clock is 40 moves in 2 s, repeating, with games adjudicated after 200 plies: about 25 ms a move
 // in the middle of a period, the last move of a period with a hundred milliseconds or so, fast enough
@@ -34,6 +35,8 @@ bool startEngine(EngineProcess& engine, int hashMb, const std::string& data, int
   if (!engine.waitFor("uciok", 10000)) return false;
   engine.send("setoption name Threads value " + std::to_string(threads));
   engine.send("setoption name Hash value " + std::to_string(hashMb));
+  if (const char* overhead = std::getenv("TESMAR_SOAK_OVERHEAD"); overhead && *overhead)
+    engine.send(std::string("setoption name Move Overhead value ") + overhead);
   if (!data.empty()) {
     engine.send("setoption name OwnBook value true");
     engine.send("setoption name BookFile value " + data + "/books/lines.bin");
@@ -57,8 +60,10 @@ TEST(SlowSoak, SelfPlayKeepsAnswering) {
     const double incrementSeconds = *plus == '+' ? std::strtod(plus + 1, nullptr) : 0.0;
     clock = {int(baseSeconds * 1000 + 0.5), int(incrementSeconds * 1000 + 0.5), 0, 0};
   }
-  std::printf("soak: %d games at %d ms + %d ms%s, Threads %d\n", games, clock.baseMs, clock.incrementMs,
-              clock.movesPerPeriod ? " per 40 moves" : "", threads);
+  const char* overhead = std::getenv("TESMAR_SOAK_OVERHEAD");
+  std::printf("soak: %d games at %d ms + %d ms%s, Threads %d, Move Overhead %s\n", games, clock.baseMs,
+              clock.incrementMs, clock.movesPerPeriod ? " per 40 moves" : "", threads,
+              overhead && *overhead ? overhead : "default");
 
   int wins[2] = {0, 0}, draws = 0, crashes = 0, illegal = 0, timeLosses = 0, noAnswer = 0;
   long peakKb = 0, lowestClockMs = 1L << 30;
