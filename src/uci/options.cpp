@@ -55,7 +55,8 @@ void printOptionLines(const EngineSettings& s) {
   platform::printLine("option name Threads type spin default 1 min 1 max %d\n", MAX_THREADS_OPTION);
   platform::printLine("option name SyzygyPath type string default %s\n", s.syzygyPath.data());
   platform::printLine("option name SyzygyProbeLimit type spin default 6 min 0 max 6\n");
-  platform::printLine("option name Move Overhead type spin default 10 min 0 max %d\n", MAX_MOVE_OVERHEAD_MS);
+  platform::printLine("option name Move Overhead type spin default %d min 0 max %d\n", DEFAULT_MOVE_OVERHEAD_MS,
+                      MAX_MOVE_OVERHEAD_MS);
 }
 
 void setOption(EngineSettings& s, const char* line) {

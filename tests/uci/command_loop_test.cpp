@@ -26,7 +26,7 @@ const std::vector<std::string> kIdentification = {
     "option name Threads type spin default 1 min 1 max 64",
     "option name SyzygyPath type string default ./syzygy",
     "option name SyzygyProbeLimit type spin default 6 min 0 max 6",
-    "option name Move Overhead type spin default 10 min 0 max 5000",
+    "option name Move Overhead type spin default 50 min 0 max 5000",
     "uciok",
 };
 
@@ -136,8 +136,8 @@ TEST(Options, SetOptionTable) {
       {"setoption name Move Overhead value 30\n", &uci::EngineSettings::moveOverheadMs, 30},
       {"setoption name Move Overhead value 9000\n", &uci::EngineSettings::moveOverheadMs, 5000},
       {"setoption name Move Overhead value -4\n", &uci::EngineSettings::moveOverheadMs, 0},
-      {"setoption name Move value 30\n", &uci::EngineSettings::moveOverheadMs, 10},
-      {"setoption name Move OverheadX value 30\n", &uci::EngineSettings::moveOverheadMs, 10},
+      {"setoption name Move value 30\n", &uci::EngineSettings::moveOverheadMs, 50},
+      {"setoption name Move OverheadX value 30\n", &uci::EngineSettings::moveOverheadMs, 50},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},

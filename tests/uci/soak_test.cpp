@@ -8,10 +8,9 @@
 //
 // The clock is 40 moves in 2 s, repeating, with games adjudicated after 200 plies: about 25 ms a move
 // in the middle of a period, the last move of a period with a hundred milliseconds or so, fast enough
-// for two hundred games in about half an hour. (At 1 s + 20 ms the budget settles near 30 ms left; the
-// hard deadline then keeps a reserve of a quarter of the time less Move Overhead plus the overhead
-// itself, 15 ms at the default 10, and a time loss there measures the machine's scheduling as much as
-// the engine.)
+// for two hundred games in about half an hour. (At 1 s + 20 ms the clock settles a little above Move
+// Overhead, which is then all the reserve there is: a time loss there measures the machine's
+// scheduling as much as the engine.)
 #include <gtest/gtest.h>
 
 #include <cstdio>
