@@ -137,13 +137,21 @@ fuzz-smoke: fuzz-build
 	@echo "== fuzz targets, 15 s each"
 	tools/run_fuzzers.sh build/fuzz 15
 
-# Self-play soak: SOAK_GAMES games at 40 moves in 2 s with two threads, book and tablebases on.
+# Self-play soak: SOAK_GAMES games at 40 moves in 2 s with two threads, book and tablebases on, one game
+# at a time. SOAK_TC=1+0.02 plays base+increment seconds instead (2+0: sudden death); SOAK_THREADS sets
+# Threads, SOAK_OVERHEAD the Move Overhead (default: the engine's). For example:
+# make soak SOAK_TC=1+0.02 SOAK_THREADS=1 SOAK_GAMES=300
 SOAK_GAMES ?= 200
+SOAK_TC ?=
+SOAK_THREADS ?= 2
+SOAK_OVERHEAD ?=
 .PHONY: soak
 soak: deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
 	$(CMAKE) --build $(TESTDIR) -j $(JOBS)
-	TESMAR_SOAK_GAMES=$(SOAK_GAMES) $(TESTDIR)/uci_tests --gtest_filter='SlowSoak*'
+	TESMAR_SOAK_GAMES=$(SOAK_GAMES) TESMAR_SOAK_TC=$(SOAK_TC) TESMAR_SOAK_THREADS=$(SOAK_THREADS) \
+	  TESMAR_SOAK_OVERHEAD=$(SOAK_OVERHEAD) \
+	  $(TESTDIR)/uci_tests --gtest_filter='SlowSoak*'
 
 # Windows: a static tesmar.exe cross-compiled with Debian's MinGW-w64 GCC, checked under Wine.
 MINGW_CXX := x86_64-w64-mingw32-g++-posix

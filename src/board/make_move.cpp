@@ -143,7 +143,8 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
   const bool irreversible = piece == PAWN || (move & MOVE_CAPTURE);
   if (irreversible) s.halfmoveClock = 0;
 
-  if (prefetch) prefetch(key);
+  // The child's key once mirrorPosition below has folded in the side to move.
+  if (prefetch) prefetch(key ^ keyTable[KEY_SIDE].zobrist);
   s.key = key;
   s.pawnKey = pawnKey;
   s.psqMg = int16_t(mg);

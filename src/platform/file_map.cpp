@@ -83,13 +83,19 @@ bool fileReadable(const char* path) {
 MapResult mapFile(const char* path, MappedFile& out, int& error) {
   out = MappedFile{};
   error = 0;
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  // Non-blocking, so that a named pipe does not wait for a writer; anything but a regular file is
+  // taken as absent.
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return MapResult::NOT_FOUND;
   struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+  if (::fstat(fd, &info) != 0) {
     error = errno;
     ::close(fd);
-    return S_ISDIR(info.st_mode) ? MapResult::NOT_FOUND : MapResult::FAILED;
+    return MapResult::FAILED;
+  }
+  if (!S_ISREG(info.st_mode)) {
+    ::close(fd);
+    return MapResult::NOT_FOUND;
   }
   if (info.st_size == 0) {
     ::close(fd);
@@ -110,7 +116,7 @@ void unmapFile(MappedFile& file) {
 }
 
 bool fileReadable(const char* path) {
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return false;
   struct stat info {};
   const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);

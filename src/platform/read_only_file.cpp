@@ -64,7 +64,7 @@ bool readAt(FileHandle file, int64_t offset, void* buffer, int64_t length) {
 
 FileHandle openReadOnly(const char* path) {
   if (path == nullptr || path[0] == '\0') return NO_FILE;
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return NO_FILE;
   struct stat info {};
   if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {

@@ -350,8 +350,10 @@ searchOver:
 
 void prepareSearch() {
   SearchLimits& limits = searchLimits;
-  const Deadlines deadlines = computeDeadlines(limits.startMs, limits.timeMs, limits.incrementMs,
-                                               limits.movesToGo, limits.movesPlayed, limits.clockGiven);
+  // "ponder" or "infinite" without a clock: both deadlines are the start, so a "ponderhit" is late.
+  const bool timed = limits.clockGiven || limits.pondering.load();
+  const Deadlines deadlines = computeDeadlines(limits.startMs, limits.timeMs, limits.incrementMs, limits.movesToGo,
+                                               limits.movesPlayed, limits.moveOverheadMs, timed);
   limits.softDeadlineMs = deadlines.softMs;
   limits.hardDeadlineMs = deadlines.hardMs;
   limits.singleRootMove.store(0);
@@ -385,7 +387,8 @@ void ponderHit() {
     searchLimits.pondering.store(0);
     return;
   }
-  if (platform::nowMs() > searchLimits.softDeadlineMs || searchLimits.singleRootMove.load()) {
+  if (platform::nowMs() > searchLimits.softDeadlineMs || searchLimits.singleRootMove.load() ||
+      !searchLimits.clockGiven) {
     stopSearch();
     return;
   }

@@ -41,6 +41,7 @@ struct SearchLimits {
   int multiPv = 1;  // lines reported per iteration (MultiPV)
   int minSplitDepth = 3;
   int syzygyProbeLimit = 6;
+  int moveOverheadMs = 0;
   bool alwaysBestBookMove = true;
   bool logEnabled = false;
 

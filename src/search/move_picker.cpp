@@ -31,6 +31,10 @@ ScoredMove removeEntry(ScoredMove* entry, ScoredMove*& end) {
   return *end;
 }
 
+// The history part of a quiet move's sort key is kept within this bound, so that castling's
+// 0x38000000 plus the bound plus a square gain still fits the 32-bit key even for a saturated counter.
+constexpr int64_t HISTORY_KEY_BOUND = (int64_t(1) << 28) - 1;
+
 // Adds the history and square gain to every quiet entry still in the list.
 void scoreQuiets(const SearchThread& thread, const BoardState& state, int ply, ScoredMove* begin,
                  ScoredMove* end) {
@@ -41,7 +45,8 @@ void scoreQuiets(const SearchThread& thread, const BoardState& state, int ply, S
     const Move m = p->move;
     if (m & (MOVE_CAPTURE | MOVE_PROMOTION)) continue;
     const int piece = movePiece(m);
-    p->score += bucket[historyIndex(state, m)] - totalShare +
+    const int64_t share = int64_t(bucket[historyIndex(state, m)]) - totalShare;
+    p->score += int32_t(std::clamp(share, -HISTORY_KEY_BOUND, HISTORY_KEY_BOUND)) +
                 keyTable[ownPieceEntry(piece, moveTo(m), colourBit)].mg -
                 keyTable[ownPieceEntry(piece, moveFrom(m), colourBit)].mg;
   }
@@ -144,8 +149,8 @@ int staticExchange(const BoardState& s, Move move) {
   const int to = moveTo(move);
   int gain[40];
   gain[0] = eval::PieceValue[moveCaptured(move)];
+  // Only the mover leaves the occupancy: an en-passant victim still blocks the line behind it.
   Bitboard occ = occupied(s) ^ bit(from);
-  if (move & MOVE_EN_PASSANT) occ ^= bit(to - 8);
   const Bitboard own = s.bb[0];
   const Bitboard diagonal = diagonalMovers(s);
   const Bitboard straight = straightMovers(s);

@@ -7,9 +7,9 @@
 namespace search {
 
 Deadlines computeDeadlines(int64_t startMs, int64_t timeMs, int64_t incrementMs, int64_t movesToGo,
-                           int64_t movesPlayed, bool clockGiven) {
-  if (!clockGiven) return {NO_DEADLINE, NO_DEADLINE};
-  const int64_t T = std::max<int64_t>(timeMs, 0);
+                           int64_t movesPlayed, int64_t overheadMs, bool timed) {
+  if (!timed) return {NO_DEADLINE, NO_DEADLINE};
+  const int64_t T = std::max<int64_t>(std::max<int64_t>(timeMs, 0) - std::max<int64_t>(overheadMs, 0), 0);
   const int64_t I = std::max<int64_t>(incrementMs, 0);
   const int64_t M = std::max<int64_t>(movesToGo, 0);
   const int64_t P = std::max<int64_t>(movesPlayed, 0);

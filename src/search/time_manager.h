@@ -10,9 +10,11 @@ struct Deadlines {
   int64_t hardMs;
 };
 
-// From the side to move's remaining time, increment, moves to go and full moves already played.
-// Without any clock keyword both deadlines are NO_DEADLINE; negative inputs read as 0.
+// From the side to move's remaining time less the move overhead (never below 0), the increment,
+// moves to go and full moves already played; the hard deadline is never later than startMs + that
+// time. Untimed (no clock keyword, no "ponder"/"infinite") both deadlines are NO_DEADLINE; negative
+// inputs read as 0.
 Deadlines computeDeadlines(int64_t startMs, int64_t timeMs, int64_t incrementMs, int64_t movesToGo,
-                           int64_t movesPlayed, bool clockGiven);
+                           int64_t movesPlayed, int64_t overheadMs, bool timed);
 
 }  // namespace search

@@ -56,14 +56,19 @@ void printOptionLines(const EngineSettings& s) {
   platform::printLine("option name Threads type spin default 1 min 1 max %d\n", MAX_THREADS_OPTION);
   platform::printLine("option name SyzygyPath type string default %s\n", s.syzygyPath.data());
   platform::printLine("option name SyzygyProbeLimit type spin default 6 min 0 max 6\n");
+  platform::printLine("option name Move Overhead type spin default %d min 0 max %d\n", DEFAULT_MOVE_OVERHEAD_MS,
+                      MAX_MOVE_OVERHEAD_MS);
   platform::printLine("option name MultiPV type spin default 1 min 1 max %d\n", search::MAX_MULTI_PV);
   platform::printLine("option name Clear Hash type button\n");
 }
 
 bool setOption(EngineSettings& s, const char* line) {
   const char* p = line + std::strlen("setoption name ");
-  // The name: the first blank-delimited word.
+  // The name: the first blank-delimited word, or the one name of two words.
   const char* nameBegin = p;
+  constexpr const char* MOVE_OVERHEAD = "Move Overhead";
+  const size_t twoWords = std::strlen(MOVE_OVERHEAD);
+  if (std::strncmp(p, MOVE_OVERHEAD, twoWords) == 0) p += twoWords;
   while (*p && *p != ' ' && *p != '\n' && *p != '\r') ++p;
   const size_t nameLength = size_t(p - nameBegin);
   // Skip the blank, then the next word (normally "value") without comparing it, then its blank.
@@ -114,6 +119,8 @@ bool setOption(EngineSettings& s, const char* line) {
     copyText(s.syzygyPath, valueBegin, valueEnd);
   } else if (is("SyzygyProbeLimit")) {
     s.syzygyProbeLimit = clampSpin(value, 0, 6);
+  } else if (is(MOVE_OVERHEAD)) {
+    s.moveOverheadMs = clampSpin(value, 0, MAX_MOVE_OVERHEAD_MS);
   } else if (is("MultiPV")) {
     s.multiPv = clampSpin(value, 1, search::MAX_MULTI_PV);
   }

@@ -6,6 +6,8 @@
 namespace uci {
 
 constexpr int OPTION_TEXT_SIZE = 256;  // string options keep at most 255 characters
+// Milliseconds a move's clock loses beyond the search itself (pipes, the GUI, a busy machine's scheduling).
+constexpr int DEFAULT_MOVE_OVERHEAD_MS = 50;
 
 struct EngineSettings {
   int32_t hashMb = 256;
@@ -18,6 +20,7 @@ struct EngineSettings {
   int32_t threads = 1;
   std::array<char, OPTION_TEXT_SIZE> syzygyPath{"./syzygy"};
   int32_t syzygyProbeLimit = 6;
+  int32_t moveOverheadMs = DEFAULT_MOVE_OVERHEAD_MS;  // kept off the clock for the GUI's and the system's delays
   int32_t multiPv = 1;  // MultiPV: lines reported per iteration
 };
 
@@ -27,6 +30,7 @@ extern int32_t minSplitDepth;
 
 constexpr int MAX_HASH_MB = 65536;
 constexpr int MAX_THREADS_OPTION = 64;
+constexpr int MAX_MOVE_OVERHEAD_MS = 5000;
 
 // Restores the defaults (process start).
 void resetSettings(EngineSettings& settings);

@@ -268,6 +268,7 @@ void handleGo(const char* line) {
   limits.multiPv = engineSettings.multiPv;
   limits.minSplitDepth = minSplitDepth;
   limits.syzygyProbeLimit = engineSettings.syzygyProbeLimit;
+  limits.moveOverheadMs = engineSettings.moveOverheadMs;
   limits.alwaysBestBookMove = engineSettings.alwaysBestBookMove != 0;
   // The log file is open exactly when Log was set at the last new game.
   limits.logEnabled = platform::logIsOpen();

@@ -1,5 +1,5 @@
 // tesmar probe <syzygy-path> <FEN>: the tablebase values of a position and the root moves that the
-// DTZ filter keeps.
+// DTZ filter keeps; each value is printed when its probe succeeds, and a line says what is missing.
 #include <cstdio>
 #include <string>
 
@@ -35,18 +35,24 @@ int runProbeTool(int argc, char** argv) {
   const int pieces = platform::popcount(board::occupied(board::currentState(pos)));
   const int wdl = pieces <= tb::largestTable() ? tb::probeWdl(pos, wdlSuccess) : 0;
   const int dtz = wdlSuccess ? tb::probeDtz(pos, dtzSuccess) : 0;
-  if (!wdlSuccess || !dtzSuccess) {
+  if (!wdlSuccess) {
     std::printf("position not in the tablebases\n");
     return 1;
   }
+  std::printf("wdl %d\n", wdl);
+  if (dtzSuccess)
+    std::printf("dtz %d\n", dtz);
+  else
+    std::printf("dtz not available: its table is missing\n");
+  // Scoring the root moves may need tables of the positions after them (a promotion, a capture).
   board::Move moves[board::MAX_MOVES];
   int count = int(board::generateLegalMoves(pos, moves) - moves);
   int score = 0;
-  if (!tb::rootProbe(pos, moves, count, score)) {
-    std::printf("position not in the tablebases\n");
-    return 1;
+  if (!dtzSuccess || !tb::rootProbe(pos, moves, count, score)) {
+    std::printf("moves not available: a table they need is missing\n");
+    return 0;
   }
-  std::printf("wdl %d\ndtz %d\nmoves", wdl, dtz);
+  std::printf("moves");
   const bool black = board::blackToMove(board::currentState(pos));
   for (int i = 0; i < count; ++i) {
     char text[8];

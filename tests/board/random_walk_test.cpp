@@ -154,6 +154,8 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
   ASSERT_EQ(boardtest::legalMoves(*again).size(), legal.size()) << twinFen;
 }
 
+uint64_t prefetchedKey = 0;  // what makeMove handed to its prefetch
+
 TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
   // Arbitrary owner-relative placement values in the key table (the same for both colours of a
   // type), so that the kept sums are checked with non-zero values whatever the evaluation's tables
@@ -203,7 +205,9 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
           ASSERT_EQ(recomputed.halfmoveClock, 0);
           board::unmakeMove(*pos);
         }
-        board::makeMove(*pos, move);
+        // The key handed to the table prefetch is the child's own key.
+        board::makeMove(*pos, move, [](uint64_t key) { prefetchedKey = key; });
+        ASSERT_EQ(prefetchedKey, board::currentState(*pos).key);
         // A double step leaves an en-passant file only when a pawn stands beside it to take.
         const BoardState& made = board::currentState(*pos);
         ASSERT_TRUE(made.epFile == board::NO_EP_FILE ||

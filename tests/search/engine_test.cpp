@@ -107,6 +107,14 @@ TEST(E2ESearch, PonderhitAndStopEndPonderSearches) {
   for (const std::string& line : lines) EXPECT_NE(line.rfind("bestmove", 0), 0u) << "bestmove while pondering";
   engine.send("ponderhit");
   ASSERT_TRUE(engine.waitFor("bestmove", 3000));
+
+  // Without a clock keyword a ponderhit is always late: it ends "infinite" and clockless "ponder".
+  for (const char* go : {"go infinite", "go ponder", "go ponder depth 40"}) {
+    engine.send(go);
+    for (const std::string& line : engine.drain(300)) EXPECT_NE(line.rfind("bestmove", 0), 0u) << go;
+    engine.send("ponderhit");
+    ASSERT_TRUE(engine.waitFor("bestmove", 5000)) << go;
+  }
   engine.send("isready");
   EXPECT_TRUE(engine.waitFor("readyok", 3000));
 }

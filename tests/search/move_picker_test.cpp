@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
+#include <utility>
 #include <random>
 #include <string>
 #include <vector>
@@ -104,6 +106,28 @@ TEST(MovePicker, YieldsEachLegalMoveOnceWithItsCheckMark) {
   EXPECT_GT(inCheck, 50) << "too few positions in check among " << positions;
 }
 
+// However large a quiet move's history counter (saturated included), the move leads the quiets.
+TEST(MovePicker, LargestHistoryLeadsTheQuiets) {
+  search::SearchThread& thread = search::searchThreads[1];
+  board::Position& pos = thread.position;
+  thread.killers[4] = {};
+  thread.killers[2] = {};
+  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/8/8/8/8/PPP5/R3K3 w - - 0 1"));
+  const board::BoardState& state = board::currentState(pos);
+  const Move rook = parse(pos, "a1b1");  // a poor square gain: last among the quiets on placement alone
+  const int32_t top = std::numeric_limits<int32_t>::max();
+  for (const auto& counterAndTotal : {std::pair{top, top}, {top, 0}, {1500000000, 1500000000},
+                                                             {300000000, 300000000}, {2400, 2400}}) {
+    for (auto& bucket : thread.history) bucket.fill(0);
+    thread.history[1][search::historyIndex(state, rook)] = counterAndTotal.first;
+    thread.history[1][0] = counterAndTotal.second;
+    const std::vector<Move> order = pickAll(thread, 4, 0);
+    ASSERT_FALSE(order.empty());
+    EXPECT_EQ(order.front(), rook) << counterAndTotal.first;
+  }
+  for (auto& bucket : thread.history) bucket.fill(0);
+}
+
 struct ExchangeCase {
   const char* fen;
   const char* move;
@@ -121,6 +145,8 @@ TEST(StaticExchange, SwapOffValues) {
       {"4k3/8/8/3p4/8/8/8/2Q1K3 w - - 0 1", "c1c4", -3896},          // quiet queen move into a pawn
       {"4k3/8/8/8/8/8/3p4/4K3 w - - 0 1", "e1d2", 398},              // king takes an undefended pawn
       {"3qk3/3r4/8/3p4/8/8/3R4/3QK3 w - - 0 1", "d2d5", 398 - 1963}, // the queen behind the rook loses to it
+      {"k2r4/8/8/3pP3/8/8/8/3R3K w - d6 0 1", "e5d6", 0},           // en passant: the victim still blocks d-file
+      {"3r3k/8/8/8/3Pp3/8/8/K2R4 b - d3 0 1", "e4d3", 0},           // the same, Black to move
   };
   board::Position& pos = search::searchThreads[1].position;
   for (const ExchangeCase& c : cases) {

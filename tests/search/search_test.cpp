@@ -2,6 +2,7 @@
 // the time budget's arithmetic.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "search/limits.h"
@@ -95,29 +96,43 @@ TEST(Search, RepetitionAndFiftyMoveDrawsScoreDrawScore) {
 }
 
 struct BudgetCase {
-  int64_t timeMs, incrementMs, movesToGo, movesPlayed;
+  int64_t timeMs, incrementMs, movesToGo, movesPlayed, overheadMs;
   int64_t softAfter, hardAfter;
 };
 
 TEST(TimeManager, BudgetFormulas) {
   const BudgetCase cases[] = {
-      {60000, 0, 0, 0, 1250, 4000},       // no increment: t = 4T / 120
-      {60000, 1000, 0, 30, 5036, 16116},  // increment: t = 4T / 34 + I
-      {10000, 0, 1, 0, 2500, 5000},       // movetime 10000 (moves to go 1)
-      {60000, 0, 0, 59, 2458, 7868},       // divisor 61 at 59 moves played
-      {60000, 0, 0, 75, 2500, 8000},      // divisor 60 from 60 moves played
-      {10000, 500, 0, 70, 6250, 7500},    // divisor 4: t = min(T + I, T) = T, hard 3T / 4
-      {30000, 0, 20, 0, 1562, 5000},      // 2T / (M + 4)
-      {100, 0, 0, 0, 1, 6},               // tiny clock
-      {-50, 0, 0, 0, 0, 0},               // negative time reads as 0
+      {60000, 0, 0, 0, 0, 1250, 4000},       // no increment: t = 4T / 120
+      {60000, 1000, 0, 30, 0, 5036, 16116},  // increment: t = 4T / 34 + I
+      {10000, 0, 1, 0, 0, 2500, 5000},       // movetime 10000 (moves to go 1)
+      {60000, 0, 0, 59, 0, 2458, 7868},      // divisor 61 at 59 moves played
+      {60000, 0, 0, 75, 0, 2500, 8000},      // divisor 60 from 60 moves played
+      {10000, 500, 0, 70, 0, 6250, 7500},    // divisor 4: t = min(T + I, T) = T, hard 3T / 4
+      {30000, 0, 20, 0, 0, 1562, 5000},      // 2T / (M + 4)
+      {100, 0, 0, 0, 0, 1, 6},               // tiny clock
+      {-50, 0, 0, 0, 0, 0, 0},               // negative time reads as 0
+      // The four cases with the overhead off and at 10 ms: the budget runs on T - overhead.
+      {300, 0, 0, 0, 0, 6, 20},    // t = 1200 / 120 = 10
+      {300, 0, 0, 0, 10, 5, 18},   // t = 1160 / 120 = 9
+      {30, 20, 0, 0, 0, 13, 22},   // t = min(120 / 64 + 20, 30) = 21, hard 3T / 4
+      {30, 20, 0, 0, 10, 12, 15},  // t = min(80 / 64 + 20, 20) = 20, hard 3 * 20 / 4
+      {1000, 0, 1, 0, 0, 250, 500},    // movetime 1000
+      {1000, 0, 1, 0, 10, 247, 495},   // movetime 1000 less 10: t = 396
+      {1000, 100, 20, 0, 0, 114, 366},   // t = 2000 / 24 + 100 = 183
+      {1000, 100, 20, 0, 10, 113, 364},  // t = 1980 / 24 + 100 = 182
+      {5, 20, 0, 0, 10, 0, 0},           // the overhead exceeds the clock: nothing left to spend
   };
   for (const BudgetCase& c : cases) {
     const search::Deadlines d = search::computeDeadlines(1000000, c.timeMs, c.incrementMs, c.movesToGo,
-                                                         c.movesPlayed, true);
-    EXPECT_EQ(d.softMs - 1000000, c.softAfter) << c.timeMs << " " << c.incrementMs << " " << c.movesPlayed;
-    EXPECT_EQ(d.hardMs - 1000000, c.hardAfter) << c.timeMs << " " << c.incrementMs << " " << c.movesPlayed;
+                                                         c.movesPlayed, c.overheadMs, true);
+    const std::string what = std::to_string(c.timeMs) + "+" + std::to_string(c.incrementMs) + " M" +
+                             std::to_string(c.movesToGo) + " P" + std::to_string(c.movesPlayed) + " O" +
+                             std::to_string(c.overheadMs);
+    EXPECT_EQ(d.softMs - 1000000, c.softAfter) << what;
+    EXPECT_EQ(d.hardMs - 1000000, c.hardAfter) << what;
+    EXPECT_LE(d.hardMs - 1000000, std::max<int64_t>(c.timeMs - c.overheadMs, 0)) << what;
   }
-  const search::Deadlines none = search::computeDeadlines(1000000, 0, 0, 0, 0, false);
+  const search::Deadlines none = search::computeDeadlines(1000000, 0, 0, 0, 0, 10, false);
   EXPECT_EQ(none.softMs, search::NO_DEADLINE);
   EXPECT_EQ(none.hardMs, search::NO_DEADLINE);
 }

@@ -2,10 +2,13 @@
 // encodings, threads at first use), the root filter, the probe tool, the engine through its pipes.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -175,17 +178,27 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
 
 TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
   const std::string dir = data + "/syzygy";
-  const std::pair<const char*, std::vector<std::string>> cases[] = {  // FEN, first words of each line
-      {"4k3/8/8/8/8/8/8/4K2R w - - 0 1", {"wdl 2", "dtz ", "moves"}},
-      {"8/8/8/8/8/8/8/K1k5 w - - 0 1", {"wdl 0", "dtz 0", "moves"}},
-      {"4k3/8/8/8/8/8/8/KQRB4 w - - 0 1", {"position not in the tablebases"}},
-      {"not a fen", {"invalid FEN"}},
+  // Only KPvK: a drawn pawn on the seventh has its values, but scoring a8=Q needs the missing KQvK.
+  const std::string pawnOnly = testsupport::makeTempDir();
+  for (const char* suffix : {".rtbw", ".rtbz"})
+    std::filesystem::copy_file(dir + "/KPvK" + suffix, pawnOnly + "/KPvK" + suffix);
+  struct Case {
+    std::string path;
+    const char* fen;
+    std::vector<std::string> lines;  // the first words of each line
   };
-  for (const auto& [fen, lines] : cases) {
-    testsupport::EngineProcess tool("", {"probe", dir, fen});
-    for (const std::string& expected : lines)
-      EXPECT_EQ(tool.readLine().value_or("<none>").substr(0, expected.size()), expected) << fen;
-    EXPECT_EQ(tool.waitExit(), lines.size() == 3 ? 0 : 1) << fen;
+  const Case cases[] = {
+      {dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1", {"wdl 2", "dtz ", "moves "}},
+      {dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1", {"wdl 0", "dtz 0", "moves "}},
+      {pawnOnly, "8/Pk6/8/8/8/8/8/7K w - - 0 1", {"wdl 0", "dtz 0", "moves not available"}},
+      {dir, "4k3/8/8/8/8/8/8/KQRB4 w - - 0 1", {"position not in the tablebases"}},
+      {dir, "not a fen", {"invalid FEN"}},
+  };
+  for (const Case& c : cases) {
+    testsupport::EngineProcess tool("", {"probe", c.path, c.fen});
+    for (const std::string& expected : c.lines)
+      EXPECT_EQ(tool.readLine().value_or("<none>").substr(0, expected.size()), expected) << c.fen;
+    EXPECT_EQ(tool.waitExit(), c.lines.size() == 3 ? 0 : 1) << c.fen;
   }
 }
 
@@ -232,6 +245,24 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
     valuesAfter(move, wdl, dtz);
     EXPECT_EQ(wdl, c.wdlAfterBest) << c.fen << " " << *best;
   }
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
+}
+
+// Named pipes called like tables are not tables: registration and the first use of a table must not
+// wait for a writer, so "isready" is answered and the search plays on without them.
+TEST_F(E2ETablebase, NamedPipesAreNotTables) {
+  const std::string dir = testsupport::makeTempDir();
+  std::filesystem::copy_file(data + "/syzygy/KRvK.rtbw", dir + "/KRvK.rtbw");
+  for (const char* name : {"/KQvK.rtbw", "/KRvK.rtbz"}) ASSERT_EQ(::mkfifo((dir + name).c_str(), 0600), 0) << name;
+  testsupport::EngineProcess engine;
+  engine.send("setoption name SyzygyPath value " + dir);
+  engine.send("ucinewgame");
+  engine.send("position fen 8/8/8/4k3/8/8/8/R3K3 w - - 0 1");
+  engine.send("go depth 4");
+  std::vector<std::string> seen;
+  ASSERT_TRUE(engine.waitFor("bestmove", 20000, &seen));
+  EXPECT_EQ(seen.front(), "info string Found 1 tablebases.");
   engine.send("quit");
   EXPECT_EQ(engine.waitExit(), 0);
 }
