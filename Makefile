@@ -1,6 +1,5 @@
 # Tesmar: thin wrapper around CMake.
-#   make run            build the release engine (profile-guided) and start it (UCI on stdin/stdout)
-#   make release-plain  the release engine without the profile-guided step (build/release-plain)
+#   make run            build the release engine and start it (UCI on stdin/stdout)
 #   make test           every check CI runs: the tests on the release build, again under ASan + UBSan,
 #                       the threaded tests under TSan, and each fuzzer for a few seconds
 #   make EXE=<path>     build the release engine and copy it to <path>
@@ -15,7 +14,7 @@ CMAKE   ?= cmake
 RELEASE := build/release
 TESTDIR := build/test
 
-.PHONY: all release release-plain run test test-release test-asan portable perft-full slow bench tsan deps clean
+.PHONY: all release run test test-release test-asan portable perft-full slow bench tsan deps clean
 
 all: release
 ifneq ($(EXE),)
@@ -35,39 +34,16 @@ deps:
 	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $$missing; \
 	fi
 
-# The shipped engine is built twice in the same folder: instrumented, trained on the bench and a perft
-# (which leave their profiles beside the object files), then rebuilt from those profiles.
-PGO_TRAIN = $(1)/tesmar bench >/dev/null && $(1)/tesmar perft 5 >/dev/null && \
-            $(1)/tesmar perft 4 "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1" >/dev/null
-define pgo_build
-	find $(1) -name '*.gcda' -delete 2>/dev/null || true
-	$(CMAKE) -S . -B $(1) -DCMAKE_BUILD_TYPE=Release -DTESMAR_TESTS=OFF -DTESMAR_PGO=GENERATE $(2) >/dev/null
-	$(CMAKE) --build $(1) -j $(JOBS) --target tesmar
-	@echo "training the profile-guided build ..."
-	$(call PGO_TRAIN,$(1))
-	$(CMAKE) -S . -B $(1) -DTESMAR_PGO=USE >/dev/null
-	$(CMAKE) --build $(1) -j $(JOBS) --target tesmar
-endef
-
-ENGINE_SOURCES := $(shell find src -name '*.cpp' -o -name '*.h') CMakeLists.txt Makefile
-
-release: deps $(RELEASE)/tesmar
-
-$(RELEASE)/tesmar: $(ENGINE_SOURCES)
-	$(call pgo_build,$(RELEASE),-DTESMAR_PORTABLE=OFF)
-
-release-plain: deps
-	$(CMAKE) -S . -B build/release-plain -DCMAKE_BUILD_TYPE=Release -DTESMAR_TESTS=OFF >/dev/null
-	$(CMAKE) --build build/release-plain -j $(JOBS) --target tesmar
-	@echo "plain release engine: build/release-plain/tesmar"
+release: deps
+	$(CMAKE) -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DTESMAR_TESTS=OFF >/dev/null
+	$(CMAKE) --build $(RELEASE) -j $(JOBS) --target tesmar
 
 run: release
 	@exec $(RELEASE)/tesmar
 
-portable: deps build/portable/tesmar
-
-build/portable/tesmar: $(ENGINE_SOURCES)
-	$(call pgo_build,build/portable,-DTESMAR_PORTABLE=ON)
+portable: deps
+	$(CMAKE) -S . -B build/portable -DCMAKE_BUILD_TYPE=Release -DTESMAR_PORTABLE=ON -DTESMAR_TESTS=OFF >/dev/null
+	$(CMAKE) --build build/portable -j $(JOBS) --target tesmar
 	@echo "portable engine: build/portable/tesmar"
 
 $(TESTDIR)/CMakeCache.txt: | deps
