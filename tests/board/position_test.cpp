@@ -1,4 +1,4 @@
-// The position record on published keys, copying the history, and the repetition mark.
+// The position record on published keys, and copying the history.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -51,18 +51,6 @@ TEST(PositionRecord, CopyPositionCarriesTheHistoryRepetitionCanSee) {
   playMoves(*deep, "e1d1");
   board::copyPosition(*deep, *destination);
   EXPECT_EQ(board::stackIndex(*destination), 1);
-}
-
-TEST(MakeMove, RepetitionMarks) {
-  auto pos = positionFromFen(board::START_FEN);
-  const auto repeated = [&pos] { return (board::currentState(*pos).flags & board::FLAG_REPETITION) != 0; };
-  playMoves(*pos, "g1f3 g8f6 f3g1");
-  EXPECT_FALSE(repeated());
-  playMoves(*pos, "f6g8");
-  EXPECT_TRUE(repeated());
-  EXPECT_EQ(board::currentState(*pos).key, pos->states[0].key);
-  playMoves(*pos, "b1c3");  // a new position
-  EXPECT_FALSE(repeated());
 }
 
 }  // namespace

@@ -95,7 +95,6 @@ TEST(EvaluateFrame, StrengthNoiseOnlyAtFiftyAndBelowAndTheMateBound) {
   // Nine queens against a bare king leave the 16-bit range of the kept sums: the result keeps its
   // sign and stays a plain score, with and without the noise.
   for (const auto& [fen, sign] : {std::pair{"1QQQQQQQ/QQ6/8/8/8/8/8/K6k b - - 0 1", -1},
-                                  {"QQQQQQQQ/Q7/8/8/8/8/8/K6k b - - 0 1", -1},
                                   {"K6k/8/8/8/8/8/8/qqqqqqq1 w - - 0 1", -1},
                                   {"7k/8/8/8/8/8/RRRRRRR1/RRRK4 w - - 0 1", 1}}) {
     auto heavy = setUp(fen);
@@ -138,34 +137,27 @@ TEST(EvaluateSymmetry, ColourAndFileTwinsScoreTheSame) {
   EXPECT_GT(compared, 250);
 }
 
-// A pawn-cache hit gives the value of a fresh computation, the store is what a probe reads, and a
-// corrupted entry (a torn write) reads as a miss and is recomputed.
+// A pawn-cache hit gives the value of a fresh computation, and a corrupted entry (a torn write) reads
+// as a miss and is recomputed.
 TEST(EvaluatePawnCache, HitsGiveTheFreshValue) {
-  eval::PawnCache& cache = eval::pawnCache;
-  const eval::PawnCache saved = cache;
-  const std::vector<std::string> fens = evaltest::variedFens();
-  std::vector<int> fresh;
-  cache = eval::PawnCache{};
-  for (const std::string& fen : fens) fresh.push_back(evaluateFen(fen));
+  const eval::PawnCache saved = eval::pawnCache;
   std::vector<eval::PawnCacheEntry> entries(1024);
-  cache.entries = entries.data();
-  cache.mask = entries.size() - 1;
   int hits = 0, mg = 0, eg = 0;
-  for (size_t i = 0; i < 2 * fens.size(); ++i) {  // twice over: the second pass finds stored entries
-    const std::string& fen = fens[i % fens.size()];
-    auto pos = setUp(fen);
-    const uint64_t key = board::currentState(*pos).pawnKey;
-    hits += eval::pawnCacheProbe(cache, key, mg, eg);
-    eval::EvalContext context;
-    EXPECT_EQ(eval::evaluate(*pos, 0, context), fresh[i % fens.size()]) << fen;
-    EXPECT_TRUE(eval::pawnCacheProbe(cache, key, mg, eg)) << fen;
-    auto& data = entries[key & cache.mask].data;
+  for (const std::string& fen : evaltest::variedFens()) {
+    eval::pawnCache = eval::PawnCache{};
+    const int fresh = evaluateFen(fen);
+    eval::pawnCache = eval::PawnCache{entries.data(), entries.size() - 1};
+    const uint64_t key = board::currentState(*setUp(fen)).pawnKey;
+    std::atomic<uint64_t>& data = entries[key & 1023].data;
+    hits += eval::pawnCacheProbe(eval::pawnCache, key, mg, eg);  // stored by an earlier game's position
+    EXPECT_EQ(evaluateFen(fen), fresh) << fen;  // a hit, or a store that the probe then finds
+    EXPECT_TRUE(eval::pawnCacheProbe(eval::pawnCache, key, mg, eg)) << fen;
     data.store(data.load() ^ 0x10001);
-    EXPECT_FALSE(eval::pawnCacheProbe(cache, key, mg, eg));
-    EXPECT_EQ(eval::evaluate(*pos, 0, context), fresh[i % fens.size()]) << fen;
+    EXPECT_FALSE(eval::pawnCacheProbe(eval::pawnCache, key, mg, eg)) << fen;
+    EXPECT_EQ(evaluateFen(fen), fresh) << fen;
   }
   EXPECT_GT(hits, 0);
-  cache = saved;
+  eval::pawnCache = saved;
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 // to a fixed depth with output off, and read the result.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "board/fen.h"
 #include "board/make_move.h"
@@ -33,13 +31,9 @@ inline bool setRoot(const std::string& fen, const std::string& moves = "") {
   board::Position& pos = search::rootPosition();
   if (!board::setupFromFen(pos, fen)) return false;
   std::istringstream words(moves);
-  std::string word;
-  while (words >> word) {
-    board::Move m = board::textToMove(pos, word.c_str());
-    if (m & (board::MOVE_CAPTURE | board::MOVE_PROMOTION))
-      board::markCheckCapture(pos, m);
-    else
-      board::markCheckQuiet(pos, m);
+  for (std::string word; words >> word;) {
+    const board::Move m = board::legalMoveFromText(pos, word.c_str());
+    if (m == 0) return false;
     board::makeMove(pos, m);
   }
   return true;

@@ -82,7 +82,7 @@ TEST(E2EThreads, SelfPlayOneAgainstTwoThreads) {
   const std::vector<std::string> openings[] = {{"e2e4", "c7c5"}, {"d2d4", "g8f6", "c2c4", "e7e6"}};
   for (int g = 0; g < 2; ++g) {
     const testsupport::GameResult game = testsupport::playGame(g ? two : one, g ? one : two,
-                                                               testsupport::MatchClock{1000, 100, 100}, openings[g], 40);
+                                                               testsupport::MatchClock{1000, 100, 100}, openings[g], 24);
     EXPECT_FALSE(testsupport::isFailure(game.end))
         << testsupport::gameEndName(game.end) << " at ply " << game.plies << ": " << game.detail
         << "\n" << game.moves;

@@ -1,6 +1,5 @@
 #include "support/engine_process.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -9,7 +8,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 
 namespace testsupport {
 
@@ -49,12 +47,8 @@ EngineProcess::EngineProcess(const std::string& workingDir, std::vector<std::str
 }
 
 EngineProcess::~EngineProcess() {
-  if (pid_ > 0) {
-    closeInput();
-    if (waitExit(3000) == -1) {
-      // waitExit killed it already
-    }
-  }
+  closeInput();
+  waitExit(3000);  // kills it when it does not end
   if (fromChild_ >= 0) close(fromChild_);
 }
 
@@ -104,22 +98,19 @@ std::optional<std::string> EngineProcess::readLine(int timeoutMs) {
 std::optional<std::string> EngineProcess::waitFor(const std::string& prefix, int timeoutMs,
                                                   std::vector<std::string>* seen) {
   const int64_t deadline = monotonicMs() + timeoutMs;
-  for (;;) {
-    const int64_t left = deadline - monotonicMs();
-    if (left <= 0) return std::nullopt;
+  for (int64_t left; (left = deadline - monotonicMs()) > 0;) {
     auto line = readLine(int(left));
-    if (!line) return std::nullopt;
+    if (!line) break;
     if (seen) seen->push_back(*line);
     if (line->rfind(prefix, 0) == 0) return line;
   }
+  return std::nullopt;
 }
 
 std::vector<std::string> EngineProcess::drain(int timeoutMs) {
   std::vector<std::string> lines;
   const int64_t deadline = monotonicMs() + timeoutMs;
-  for (;;) {
-    const int64_t left = deadline - monotonicMs();
-    if (left <= 0) break;
+  for (int64_t left; (left = deadline - monotonicMs()) > 0;) {
     auto line = readLine(int(left));
     if (!line) break;
     lines.push_back(*line);

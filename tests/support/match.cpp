@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -27,17 +26,12 @@ bool insufficientMaterial(const board::BoardState& s) {
   return platform::popcount(board::knights(s) | board::bishops(s)) <= 1;
 }
 
-// The legal move of the position whose text is `text`, or 0.
+// The legal move whose text is exactly `text` (a promotion needs its letter), or 0.
 board::Move findLegal(board::Position& pos, const std::string& text) {
-  board::Move moves[board::MAX_MOVES];
-  board::Move* end = board::generateLegalMoves(pos, moves);
-  const bool black = board::blackToMove(board::currentState(pos));
-  for (board::Move* m = moves; m != end; ++m) {
-    char buffer[8];
-    board::moveToText(*m, black, buffer);
-    if (text == buffer) return *m;
-  }
-  return 0;
+  const board::Move move = board::legalMoveFromText(pos, text.c_str());
+  char written[8] = "";
+  if (move) board::moveToText(move, board::blackToMove(board::currentState(pos)), written);
+  return text == written ? move : 0;
 }
 
 }  // namespace
@@ -47,18 +41,9 @@ bool isFailure(GameEnd end) {
 }
 
 const char* gameEndName(GameEnd end) {
-  switch (end) {
-    case GameEnd::Checkmate: return "checkmate";
-    case GameEnd::Stalemate: return "stalemate";
-    case GameEnd::Repetition: return "repetition";
-    case GameEnd::FiftyMoves: return "fifty moves";
-    case GameEnd::Material: return "insufficient material";
-    case GameEnd::MoveLimit: return "move limit";
-    case GameEnd::IllegalMove: return "illegal move";
-    case GameEnd::TimeLoss: return "time loss";
-    case GameEnd::NoAnswer: return "no answer";
-  }
-  return "?";
+  static const char* const names[] = {"checkmate", "stalemate",    "repetition", "fifty moves", "insufficient material",
+                                      "move limit", "illegal move", "time loss",  "no answer"};
+  return names[int(end)];
 }
 
 long peakRssKb(int pid) {

@@ -1,9 +1,8 @@
-// Table files: registration from SyzygyPath, missing, damaged, truncated and foreign files, and the
-// normalisation tables of the index encoding (every published file decoding right: probe_test).
+// Table files: registration from SyzygyPath, missing, damaged, truncated and foreign files (every
+// published file decoding right, and so the index encoding's tables: probe_test).
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -46,35 +45,13 @@ constexpr const char* KRVK_WON = "8/8/8/4k3/8/8/8/R3K3 w - - 0 1";
 class TablebaseRegistry : public ::testing::Test {
  protected:
   void SetUp() override {
-    tb::initTablebases("", false);  // fills the normalisation tables
+    tb::initTablebases("", false);
     data = testsupport::dataDir();
     if (data.empty()) GTEST_SKIP() << "test data absent";
   }
   void TearDown() override { tb::initTablebases("", false); }
   std::string data;
 };
-
-TEST_F(TablebaseRegistry, NormalisationTables) {
-  std::vector<int> pairs;  // the indices of the king pairs
-  for (const auto& row : tb::kingPairIndex)
-    for (const int16_t v : row)
-      if (v >= 0) pairs.push_back(v);
-  EXPECT_EQ(pairs.size(), 462u);
-  EXPECT_EQ(*std::max_element(pairs.begin(), pairs.end()), 461);
-  EXPECT_EQ(tb::kingPairIndex[0][3], 0);  // kings on b1 and d1
-  for (uint64_t n = 0; n < 64; ++n)
-    EXPECT_TRUE(tb::binomial[0][n] == n && tb::binomial[1][n] == n * (n - 1) / 2) << n;
-  // Triangle numbers: b1 c1 d1 c2 d2 d3 a1 b2 c3 d4, and their mirror images fold onto them.
-  const int squares[10] = {1, 2, 3, 10, 11, 19, 0, 9, 18, 27};
-  for (int t = 0; t < 10; ++t)
-    for (const int s : {squares[t], squares[t] ^ 7, squares[t] ^ 56, int(tb::flipDiag[squares[t]])})
-      EXPECT_EQ(tb::triangle[s], t) << s;
-  // One leading pawn: six ranks per file group.
-  for (int g = 0; g < 4; ++g) EXPECT_EQ(tb::pawnFactor[0][g], 6u);
-  EXPECT_EQ(tb::pawnTwist[8], 47);   // a2
-  EXPECT_EQ(tb::pawnTwist[12], 10);  // e2
-  EXPECT_EQ(tb::pawnFlap[15], 0);    // h2
-}
 
 // Set-up from bytes in memory, exactly sized so that a sanitizer build sees any read past them.
 bool setUpFromBytes(const std::string& name, bool wdl, std::string bytes) {

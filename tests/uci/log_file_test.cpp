@@ -46,7 +46,6 @@ TEST(E2ELogFile, GoLinesAndSearchOutputAppendAcrossRuns) {
   const Case cases[] = {
       {{on, "setoption name OwnBook value true", "setoption name BookFile value ./none.bin", "ucinewgame",
         "ucinewgame", "position startpos moves e2e4"}, "go depth 3", true},
-      {{on, "ucinewgame", "position startpos moves e2e4"}, "go depth 2 searchmoves e7e5 c7c5", true},
       {{"ucinewgame", on, "position startpos"}, "go depth 2", false},  // Log set after the new game
       {{on, "ucinewgame", off, "ucinewgame", "position startpos"}, "go depth 2", false},
       {{on, "position startpos"}, "go depth 2", true},  // the first "position" runs the new game

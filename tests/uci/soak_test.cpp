@@ -1,10 +1,10 @@
 // Soak: self-play at a fast clock with two threads per engine, hash changes and "ucinewgame" between
-// games, the book and the tablebases on. Reports games, results, crashes, illegal moves, time losses
-// and peak memory; fails on any crash, illegal move, time loss or a peak memory above the bound.
-// Run with `make soak` (TESMAR_SOAK_GAMES games, default 200); TESMAR_SOAK_TC ("base+increment" in
-// seconds, for example 1+0.02 or 2+0) replaces the repeating clock with one period for the whole game,
-// TESMAR_SOAK_THREADS sets the engines' Threads (default 2) and TESMAR_SOAK_OVERHEAD their Move
-// Overhead (default: the engine's own).
+// games, the book and the tablebases on. Reports games, crashes, illegal moves, time losses, peak
+// memory and the lowest clock left after a move; fails on any crash, illegal move, time loss or a
+// peak memory above the bound. Run with `make soak` (TESMAR_SOAK_GAMES games, default 200);
+// TESMAR_SOAK_TC ("base+increment" in seconds, for example 1+0.02 or 2+0) replaces the repeating clock
+// with one period for the whole game, TESMAR_SOAK_THREADS sets the engines' Threads (default 2) and
+// TESMAR_SOAK_OVERHEAD their Move Overhead (default: the engine's own).
 //
 // The clock is 40 moves in 2 s, repeating, with games adjudicated after 200 plies: about 25 ms a move
 // in the middle of a period, the last move of a period with a hundred milliseconds or so, fast enough
@@ -13,10 +13,11 @@
 // scheduling as much as the engine.)
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "support/engine_process.h"
 #include "support/match.h"
@@ -29,98 +30,69 @@ using testsupport::GameEnd;
 // Generous: two engines' worth of code, stacks and a 64 MiB hash with its pawn cache.
 constexpr long kPeakMemoryLimitKb = 1024 * 1024;
 
-bool startEngine(EngineProcess& engine, int hashMb, const std::string& data, int threads) {
-  engine.send("uci");
-  if (!engine.waitFor("uciok", 10000)) return false;
-  engine.send("setoption name Threads value " + std::to_string(threads));
-  engine.send("setoption name Hash value " + std::to_string(hashMb));
-  if (const char* overhead = std::getenv("TESMAR_SOAK_OVERHEAD"); overhead && *overhead)
-    engine.send(std::string("setoption name Move Overhead value ") + overhead);
+std::string env(const char* name, const char* fallback) {
+  const char* value = std::getenv(name);
+  return value && *value ? value : fallback;
+}
+
+std::unique_ptr<EngineProcess> startEngine(int hashMb, const std::string& data) {
+  auto engine = std::make_unique<EngineProcess>();
+  engine->send("setoption name Threads value " + env("TESMAR_SOAK_THREADS", "2"));
+  engine->send("setoption name Hash value " + std::to_string(hashMb));
+  if (const std::string overhead = env("TESMAR_SOAK_OVERHEAD", ""); !overhead.empty())
+    engine->send("setoption name Move Overhead value " + overhead);
   if (!data.empty()) {
-    engine.send("setoption name OwnBook value true");
-    engine.send("setoption name BookFile value " + data + "/books/lines.bin");
-    engine.send("setoption name SyzygyPath value " + data + "/syzygy");
+    engine->send("setoption name OwnBook value true");
+    engine->send("setoption name BookFile value " + data + "/books/lines.bin");
+    engine->send("setoption name SyzygyPath value " + data + "/syzygy");
   }
-  engine.send("isready");
-  return engine.waitFor("readyok", 10000).has_value();
+  engine->send("isready");
+  return engine->waitFor("readyok", 10000) ? std::move(engine) : nullptr;
 }
 
 TEST(SlowSoak, SelfPlayKeepsAnswering) {
-  const char* gamesText = std::getenv("TESMAR_SOAK_GAMES");
-  const int games = gamesText ? std::atoi(gamesText) : 200;
-  const std::string data = testsupport::dataDir();
-  const int hashSizes[] = {1, 4, 16, 64};
-  const char* threadsText = std::getenv("TESMAR_SOAK_THREADS");
-  const int threads = threadsText ? std::atoi(threadsText) : 2;
+  const int games = std::atoi(env("TESMAR_SOAK_GAMES", "200").c_str());
+  const std::string data = testsupport::dataDir(), tc = env("TESMAR_SOAK_TC", "");
   testsupport::MatchClock clock{2000, 0, 0, 40};
-  if (const char* tc = std::getenv("TESMAR_SOAK_TC"); tc && *tc) {
+  if (!tc.empty()) {
     char* plus = nullptr;
-    const double baseSeconds = std::strtod(tc, &plus);
-    const double incrementSeconds = *plus == '+' ? std::strtod(plus + 1, nullptr) : 0.0;
-    clock = {int(baseSeconds * 1000 + 0.5), int(incrementSeconds * 1000 + 0.5), 0, 0};
+    const double baseSeconds = std::strtod(tc.c_str(), &plus);
+    clock = {int(baseSeconds * 1000 + 0.5), int((*plus == '+' ? std::strtod(plus + 1, nullptr) : 0.0) * 1000 + 0.5)};
   }
-  const char* overhead = std::getenv("TESMAR_SOAK_OVERHEAD");
-  std::printf("soak: %d games at %d ms + %d ms%s, Threads %d, Move Overhead %s\n", games, clock.baseMs,
-              clock.incrementMs, clock.movesPerPeriod ? " per 40 moves" : "", threads,
-              overhead && *overhead ? overhead : "default");
-
-  int wins[2] = {0, 0}, draws = 0, crashes = 0, illegal = 0, timeLosses = 0, noAnswer = 0;
+  std::printf("soak: %d games at %d ms + %d ms%s, Threads %s, Move Overhead %s\n", games, clock.baseMs,
+              clock.incrementMs, clock.movesPerPeriod ? " per 40 moves" : "", env("TESMAR_SOAK_THREADS", "2").c_str(),
+              env("TESMAR_SOAK_OVERHEAD", "default").c_str());
+  int failed[4] = {};  // crashes, illegal moves, time losses, unanswered
   long peakKb = 0, lowestClockMs = 1L << 30;
-  std::vector<std::string> failures;
-  EngineProcess* engines[2] = {nullptr, nullptr};
+  std::unique_ptr<EngineProcess> engines[2];
   for (int game = 0; game < games; ++game) {
     // Fresh processes every 25 games and after any failure; hash sizes change between games.
     for (int e = 0; e < 2; ++e) {
-      if (engines[e] && (game % 25 == 0 || !engines[e]->running())) {
-        delete engines[e];
-        engines[e] = nullptr;
-      }
-      if (!engines[e]) {
-        engines[e] = new EngineProcess();
-        if (!startEngine(*engines[e], hashSizes[(game + e) % 4], data, threads)) {
-          ++crashes;
-          failures.push_back("engine did not start");
-        }
-      } else {
-        engines[e]->send("setoption name Hash value " + std::to_string(hashSizes[(game + e) % 4]));
-      }
+      const int hashMb = 1 << (2 * ((game + e) % 4));  // 1, 4, 16, 64
+      if (engines[e] && game % 25 != 0 && engines[e]->running())
+        engines[e]->send("setoption name Hash value " + std::to_string(hashMb));
+      else if (!(engines[e] = startEngine(hashMb, data)))
+        ++failed[0];
     }
-    EngineProcess& white = *engines[game % 2];
-    EngineProcess& black = *engines[1 - game % 2];
+    if (!engines[0] || !engines[1]) continue;
+    EngineProcess &white = *engines[game % 2], &black = *engines[1 - game % 2];
     const auto result = testsupport::playGame(white, black, clock, {}, 200);
-    if (result.peakRssKb > peakKb) peakKb = result.peakRssKb;
-    if (result.lowestClockMs < lowestClockMs) lowestClockMs = result.lowestClockMs;
-    switch (result.end) {
-      case GameEnd::IllegalMove: ++illegal; break;
-      case GameEnd::TimeLoss: ++timeLosses; break;
-      case GameEnd::NoAnswer: (white.running() && black.running() ? ++noAnswer : ++crashes); break;
-      default: break;
-    }
-    if (result.score == 0) ++draws;
-    else ++wins[(result.score > 0) == (game % 2 == 0) ? 0 : 1];
-    if ((game + 1) % 10 == 0) {
-      std::printf("soak: %d games played, %d failures so far, lowest clock after a move %ld ms\n", game + 1,
-                  int(failures.size()), lowestClockMs);
-      std::fflush(stdout);
-    }
+    peakKb = std::max(peakKb, result.peakRssKb);
+    lowestClockMs = std::min(lowestClockMs, result.lowestClockMs);
     if (testsupport::isFailure(result.end)) {
-      failures.push_back(std::string(testsupport::gameEndName(result.end)) + ": " + result.detail);
-      for (auto*& e : engines) { delete e; e = nullptr; }
-      for (int e = 0; e < 2; ++e) {
-        engines[e] = new EngineProcess();
-        startEngine(*engines[e], 16, data, threads);
-      }
+      const bool gone = result.end == GameEnd::NoAnswer && !(white.running() && black.running());
+      ++failed[gone ? 0 : result.end == GameEnd::IllegalMove ? 1 : result.end == GameEnd::TimeLoss ? 2 : 3];
+      std::printf("  game %d: %s: %s\n", game + 1, testsupport::gameEndName(result.end), result.detail.c_str());
+      engines[0].reset(), engines[1].reset();
     }
+    if ((game + 1) % 10 == 0)
+      std::printf("soak: %d games played, lowest clock after a move %ld ms\n", game + 1, lowestClockMs);
+    std::fflush(stdout);
   }
-  for (auto* e : engines) delete e;
-  std::printf("soak: %d games, engine A %d wins, engine B %d wins, %d draws; crashes %d, illegal moves %d, "
-              "time losses %d, unanswered %d, peak memory %ld KiB, lowest clock after a move %ld ms\n",
-              games, wins[0], wins[1], draws, crashes, illegal, timeLosses, noAnswer, peakKb, lowestClockMs);
-  for (const auto& f : failures) std::printf("  %s\n", f.c_str());
-  EXPECT_EQ(crashes, 0);
-  EXPECT_EQ(illegal, 0);
-  EXPECT_EQ(timeLosses, 0);
-  EXPECT_EQ(noAnswer, 0);
+  std::printf("soak: %d games; crashes %d, illegal moves %d, time losses %d, unanswered %d, peak memory %ld KiB, "
+              "lowest clock after a move %ld ms\n",
+              games, failed[0], failed[1], failed[2], failed[3], peakKb, lowestClockMs);
+  EXPECT_EQ(failed[0] + failed[1] + failed[2] + failed[3], 0);
   EXPECT_LT(peakKb, kPeakMemoryLimitKb);
 }
 
