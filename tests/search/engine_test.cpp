@@ -74,10 +74,10 @@ TEST(E2ESearch, InfiniteAnswersIsreadyAndWaitsForStop) {
   engine.send("stop");
   ASSERT_TRUE(engine.waitFor("bestmove", 3000));
   EXPECT_LT(nowMs() - stopAt, 3000);
-  // "quit" during a search ends the process cleanly.
+  // The end of the input during a search ends the process cleanly.
   engine.send("go infinite");
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  engine.send("quit");
+  engine.closeInput();
   EXPECT_EQ(engine.waitExit(5000), 0);
 }
 

@@ -1,4 +1,4 @@
-// The command loop (in-process on a given input, and through the engine's real pipes) and the options.
+// The command loop in-process on a given input, and the options.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -6,13 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "support/engine_process.h"
 #include "uci/command_loop.h"
 #include "uci/options.h"
 
 namespace {
-
-using testsupport::EngineProcess;
 
 const std::vector<std::string> kIdentification = {
     "id name Tesmar 1.2",
@@ -73,24 +70,6 @@ TEST(CommandLoop, AnswersOnlyTheCommandsItKnows) {
       {"isready\nisready", "readyok\nreadyok\n"},
   };
   for (const auto& [input, output] : cases) EXPECT_EQ(runLoop(input), output) << input.substr(0, 80);
-}
-
-// Through the pipes: answers arrive while the engine waits for more input, and "quit" or the end of
-// the input ends the process with exit code 0 and nothing more printed.
-TEST(E2ECommandLoop, AnswersArriveAtOnceAndTheProcessEndsCleanly) {
-  for (const bool quit : {true, false}) {
-    EngineProcess engine;
-    engine.send("uci");
-    std::vector<std::string> lines;
-    engine.waitFor("uciok", 5000, &lines);
-    EXPECT_EQ(lines, kIdentification);
-    engine.send("isready");
-    EXPECT_EQ(engine.readLine().value_or("<none>"), "readyok");
-    if (quit) engine.send("quit");
-    else engine.closeInput();
-    EXPECT_TRUE(engine.drain(300).empty());
-    EXPECT_EQ(engine.waitExit(), 0);
-  }
 }
 
 struct OptionCase {
