@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""Search speed of UCI engines, measured through their pipes.
+
+  tools/uci_speed.py nps ENGINE [ENGINE ...] [--seconds 3] [--runs 3]
+      Each engine searches each position for the given time (Threads 1, Hash 64, fresh process per
+      search); prints nodes per second, the median of the runs per position, the geometric mean over
+      the positions, and each engine's ratio to the first.
+  tools/uci_speed.py threads ENGINE [--threads 1 2 8] [--least-seconds 5]
+      For each position, the depth that one thread completes after at least --least-seconds is found;
+      then each thread count searches to that depth (fresh process, Hash 64). Prints time to depth and
+      nodes per second of each count, and their ratios to the first count (geometric means).
+
+An ENGINE is a path, optionally followed by options: "build/release/tesmar" or
+"/usr/games/glaurung:Ponder=false,OwnBook=false". Quote ratios measured side by side in one sitting.
+"""
+import argparse, math, statistics, subprocess, sys, time
+
+NPS_POSITIONS = {
+    "start": "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+    "kiwipete": "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+    "middlegame": "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
+    "endgame": "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+}
+THREAD_POSITIONS = list(NPS_POSITIONS.values()) + [
+    "r1bqkb1r/pp3ppp/2n1pn2/2pp4/3P4/2PBPN2/PP1N1PPP/R1BQK2R b KQkq - 0 6",
+    "2rq1rk1/pb2bppp/1pn1pn2/2pp4/3P4/1PNBPN2/PBQ2PPP/2R2RK1 w - - 0 12",
+    "r2q1rk1/1b1nbppp/p2ppn2/1p6/3NP3/1BN1BP2/PPPQ2PP/2KR3R w - - 0 11",
+    "6k1/5p1p/p3p1p1/1p1r4/3P4/P3RPP1/1P5P/6K1 w - - 0 30",
+    "4rrk1/pp1n3p/3q2pQ/2p1pb2/2PP4/2P3N1/P2B2PP/4RRK1 b - - 7 19",
+]
+
+
+class Engine:
+    def __init__(self, spec, threads=1, hash_mb=64):
+        path, _, opts = spec.partition(":")
+        self.p = subprocess.Popen([path], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
+        self.send("uci")
+        self.wait("uciok")
+        options = {"Threads": threads, "Hash": hash_mb}
+        for item in filter(None, opts.split(",")):
+            name, _, value = item.partition("=")
+            options[name] = value
+        for name, value in options.items():
+            self.send(f"setoption name {name} value {value}")
+        self.send("ucinewgame")
+        self.send("isready")
+        self.wait("readyok")
+
+    def send(self, line):
+        self.p.stdin.write(line + "\n")
+        self.p.stdin.flush()
+
+    def wait(self, prefix, seen=None):
+        for line in self.p.stdout:
+            line = line.strip()
+            if seen is not None:
+                seen.append(line)
+            if line.startswith(prefix):
+                return line
+        raise RuntimeError("engine ended before " + prefix)
+
+    def close(self):
+        try:
+            self.send("quit")
+            self.p.wait(5)
+        except Exception:
+            self.p.kill()
+
+
+def field(words, name):
+    return int(words[words.index(name) + 1]) if name in words else None
+
+
+def search_nps(spec, fen, seconds):
+    engine = Engine(spec)
+    engine.send("position fen " + fen)
+    engine.send(f"go movetime {int(seconds * 1000)}")
+    seen = []
+    engine.wait("bestmove", seen)
+    engine.close()
+    nodes, ms = 0, -1
+    for line in seen:  # the latest line that carries both counts
+        words = line.split()
+        if words[:1] == ["info"] and "nodes" in words and "time" in words and field(words, "time") >= ms:
+            nodes, ms = field(words, "nodes"), field(words, "time")
+    return nodes * 1000.0 / max(ms, 1)
+
+
+def geomean(values):
+    return math.exp(sum(math.log(v) for v in values) / len(values))
+
+
+def cmd_nps(a):
+    table = {}
+    for name, fen in NPS_POSITIONS.items():
+        for spec in a.engines:
+            runs = [search_nps(spec, fen, a.seconds) for _ in range(a.runs)]
+            table[(spec, name)] = statistics.median(runs)
+            print(f"{name:11} {spec:50} {table[(spec, name)]:12.0f}  runs {[round(r) for r in runs]}", flush=True)
+    means = {spec: geomean([table[(spec, n)] for n in NPS_POSITIONS]) for spec in a.engines}
+    for spec in a.engines:
+        print(f"geometric mean {spec:50} {means[spec]:12.0f}  ratio {means[spec] / means[a.engines[0]]:.3f}")
+
+
+def to_depth(spec, fen, threads, depth=None, least_ms=None):
+    """Searches until `depth` is completed (or, without a depth, until a depth completes after least_ms);
+    returns (depth, ms, nodes) from that depth's info line."""
+    engine = Engine(spec, threads)
+    engine.send("position fen " + fen)
+    engine.send("go infinite")
+    result = None
+    for line in engine.p.stdout:
+        words = line.split()
+        if words[:2] != ["info", "depth"] or "nodes" not in words or "time" not in words:
+            continue
+        d, ms, nodes = field(words, "depth"), field(words, "time"), field(words, "nodes")
+        if (depth is not None and d >= depth) or (depth is None and ms >= least_ms):
+            result = (d, ms, nodes)
+            break
+    engine.send("stop")
+    engine.wait("bestmove")
+    engine.close()
+    return result
+
+
+def cmd_threads(a):
+    spec = a.engines[0]
+    time_ratios = {t: [] for t in a.threads[1:]}
+    nps_ratios = {t: [] for t in a.threads[1:]}
+    for fen in THREAD_POSITIONS:
+        depth, _, _ = to_depth(spec, fen, a.threads[0], least_ms=a.least_seconds * 1000)
+        base = to_depth(spec, fen, a.threads[0], depth=depth)
+        line = f"depth {depth:2}  T{a.threads[0]} {base[1]:6} ms {base[2] * 1000 // max(base[1], 1):9} nps"
+        for t in a.threads[1:]:
+            d, ms, nodes = to_depth(spec, fen, t, depth=depth)
+            time_ratios[t].append(base[1] / max(ms, 1))
+            nps_ratios[t].append((nodes / max(ms, 1)) / (base[2] / max(base[1], 1)))
+            line += f" | T{t} {ms:6} ms {nodes * 1000 // max(ms, 1):9} nps"
+        print(line + "  " + fen, flush=True)
+    for t in a.threads[1:]:
+        print(f"Threads {t} against {a.threads[0]}: time to depth {geomean(time_ratios[t]):.2f}x faster, "
+              f"nodes per second {geomean(nps_ratios[t]):.2f}x (geometric means over {len(THREAD_POSITIONS)} positions)")
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    ap.add_argument("mode", choices=["nps", "threads"])
+    ap.add_argument("engines", nargs="+")
+    ap.add_argument("--seconds", type=float, default=3.0)
+    ap.add_argument("--runs", type=int, default=3)
+    ap.add_argument("--threads", type=int, nargs="+", default=[1, 2, 8])
+    ap.add_argument("--least-seconds", type=float, default=5.0)
+    a = ap.parse_args()
+    (cmd_nps if a.mode == "nps" else cmd_threads)(a)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
