@@ -53,6 +53,15 @@ class TablebaseRegistry : public ::testing::Test {
   std::string data;
 };
 
+// Numberings that only encodings of five pieces and more use, which the four-piece vectors never reach:
+// squares off the a1-h8 diagonal by their triangle, then the diagonal; choices of four and five pieces.
+TEST_F(TablebaseRegistry, FivePieceNumberings) {
+  EXPECT_EQ(std::vector<int>(tb::lower, tb::lower + 10), (std::vector<int>{28, 0, 1, 2, 3, 4, 5, 6, 0, 29}));
+  EXPECT_EQ(tb::lower[63], 35);
+  EXPECT_EQ(tb::binomial[3][63], 595665u);  // 63 * 62 * 61 * 60 / 24
+  EXPECT_EQ(tb::binomial[4][63], 7028847u);
+}
+
 // Set-up from bytes in memory, exactly sized so that a sanitizer build sees any read past them.
 bool setUpFromBytes(const std::string& name, bool wdl, std::string bytes) {
   tb::TableEntry e;
