@@ -177,6 +177,9 @@ TEST(HashMoveCheck, AcceptsExactlyTheLegalMoves) {
       }
     }
   }
+  // Castling out of check never fits, even with the squares it crosses free and safe.
+  ASSERT_TRUE(board::setupFromFen(pos, "4k3/8/8/8/4r3/8/8/R3K2R w KQ - 0 1"));
+  for (Move m : {board::CASTLE_KING_SIDE_MOVE, board::CASTLE_QUEEN_SIDE_MOVE}) EXPECT_FALSE(search::fitsPosition(pos, m));
 }
 
 }  // namespace

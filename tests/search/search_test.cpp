@@ -98,7 +98,6 @@ TEST(TimeManager, BudgetFormulas) {
       {60000, 1000, 0, 30, 0, 5036, 16116},  // increment: t = 4T / 34 + I
       {10000, 0, 1, 0, 0, 2500, 5000},       // movetime 10000 (moves to go 1)
       {10000, 500, 0, 70, 0, 6250, 7500},    // divisor 4: t = min(T + I, T) = T, hard 3T / 4
-      {30000, 0, 20, 0, 0, 1562, 5000},      // 2T / (M + 4)
       {-50, 0, 0, 0, 0, 0, 0},               // negative time reads as 0
       // The four cases with the overhead off and at 10 ms: the budget runs on T - overhead.
       {300, 0, 0, 0, 0, 6, 20},    // t = 1200 / 120 = 10
