@@ -31,8 +31,8 @@ THREAD_POSITIONS = list(NPS_POSITIONS.values()) + [
 
 
 class Engine:
-    def __init__(self, spec, threads=1, hash_mb=64):
-        path, _, opts = spec.partition(":")
+    def __init__(self, command, threads=1, hash_mb=64):
+        path, _, opts = command.partition(":")
         self.p = subprocess.Popen([path], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
         self.send("uci")
         self.wait("uciok")
@@ -71,8 +71,8 @@ def field(words, name):
     return int(words[words.index(name) + 1]) if name in words else None
 
 
-def search_nps(spec, fen, seconds):
-    engine = Engine(spec)
+def search_nps(command, fen, seconds):
+    engine = Engine(command)
     engine.send("position fen " + fen)
     engine.send(f"go movetime {int(seconds * 1000)}")
     seen = []
@@ -93,19 +93,19 @@ def geomean(values):
 def cmd_nps(a):
     table = {}
     for name, fen in NPS_POSITIONS.items():
-        for spec in a.engines:
-            runs = [search_nps(spec, fen, a.seconds) for _ in range(a.runs)]
-            table[(spec, name)] = statistics.median(runs)
-            print(f"{name:11} {spec:50} {table[(spec, name)]:12.0f}  runs {[round(r) for r in runs]}", flush=True)
-    means = {spec: geomean([table[(spec, n)] for n in NPS_POSITIONS]) for spec in a.engines}
-    for spec in a.engines:
-        print(f"geometric mean {spec:50} {means[spec]:12.0f}  ratio {means[spec] / means[a.engines[0]]:.3f}")
+        for command in a.engines:
+            runs = [search_nps(command, fen, a.seconds) for _ in range(a.runs)]
+            table[(command, name)] = statistics.median(runs)
+            print(f"{name:11} {command:50} {table[(command, name)]:12.0f}  runs {[round(r) for r in runs]}", flush=True)
+    means = {command: geomean([table[(command, n)] for n in NPS_POSITIONS]) for command in a.engines}
+    for command in a.engines:
+        print(f"geometric mean {command:50} {means[command]:12.0f}  ratio {means[command] / means[a.engines[0]]:.3f}")
 
 
-def to_depth(spec, fen, threads, depth=None, least_ms=None):
+def to_depth(command, fen, threads, depth=None, least_ms=None):
     """Searches until `depth` is completed (or, without a depth, until a depth completes after least_ms);
     returns (depth, ms, nodes) from that depth's info line."""
-    engine = Engine(spec, threads)
+    engine = Engine(command, threads)
     engine.send("position fen " + fen)
     engine.send("go infinite")
     result = None
@@ -124,15 +124,15 @@ def to_depth(spec, fen, threads, depth=None, least_ms=None):
 
 
 def cmd_threads(a):
-    spec = a.engines[0]
+    command = a.engines[0]
     time_ratios = {t: [] for t in a.threads[1:]}
     nps_ratios = {t: [] for t in a.threads[1:]}
     for fen in THREAD_POSITIONS:
-        depth, _, _ = to_depth(spec, fen, a.threads[0], least_ms=a.least_seconds * 1000)
-        base = to_depth(spec, fen, a.threads[0], depth=depth)
+        depth, _, _ = to_depth(command, fen, a.threads[0], least_ms=a.least_seconds * 1000)
+        base = to_depth(command, fen, a.threads[0], depth=depth)
         line = f"depth {depth:2}  T{a.threads[0]} {base[1]:6} ms {base[2] * 1000 // max(base[1], 1):9} nps"
         for t in a.threads[1:]:
-            d, ms, nodes = to_depth(spec, fen, t, depth=depth)
+            d, ms, nodes = to_depth(command, fen, t, depth=depth)
             time_ratios[t].append(base[1] / max(ms, 1))
             nps_ratios[t].append((nodes / max(ms, 1)) / (base[2] / max(base[1], 1)))
             line += f" | T{t} {ms:6} ms {nodes * 1000 // max(ms, 1):9} nps"
