@@ -9,7 +9,10 @@ seconds=$2
 shift 2
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  for exe in "$build"/*_fuzz; do targets+=("$(basename "$exe")"); done
+  # Executables only: the corpus folders (corpus-<target>) end in _fuzz too.
+  for exe in "$build"/*_fuzz; do
+    if [ -f "$exe" ] && [ -x "$exe" ]; then targets+=("$(basename "$exe")"); fi
+  done
 fi
 root=$(cd "$(dirname "$0")/.." && pwd)
 data="$root/../shared/data"

@@ -104,21 +104,24 @@ def cmd_nps(a):
 
 def to_depth(command, fen, threads, depth=None, least_ms=None):
     """Searches until `depth` is completed (or, without a depth, until a depth completes after least_ms);
-    returns (depth, ms, nodes) from that depth's info line."""
+    returns (depth, ms, nodes) from that depth's info line, or from the last one when the search ends
+    before (a mate or the deepest depth)."""
     engine = Engine(command, threads)
     engine.send("position fen " + fen)
-    engine.send("go infinite")
+    engine.send("go depth 64")  # the deepest search: it ends by itself if the depth runs out first
     result = None
     for line in engine.p.stdout:
         words = line.split()
+        if words[:1] == ["bestmove"]:
+            break
         if words[:2] != ["info", "depth"] or "nodes" not in words or "time" not in words:
             continue
         d, ms, nodes = field(words, "depth"), field(words, "time"), field(words, "nodes")
+        result = (d, ms, nodes)
         if (depth is not None and d >= depth) or (depth is None and ms >= least_ms):
-            result = (d, ms, nodes)
+            engine.send("stop")
+            engine.wait("bestmove")
             break
-    engine.send("stop")
-    engine.wait("bestmove")
     engine.close()
     return result
 
