@@ -10,14 +10,10 @@
 #include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "board/fen.h"
-#include "board/make_move.h"
-#include "board/move.h"
-#include "board/movegen.h"
+#include "board/board_test_util.h"
 #include "book/book.h"
 #include "support/engine_process.h"
 
@@ -30,16 +26,10 @@ constexpr uint64_t START_KEY = 0x463b96181691fc9cULL;
 // Sets up a FEN and plays the moves (coordinate text, blank-separated).
 void setUp(board::Position& pos, const char* fen, const std::string& moves = "") {
   ASSERT_TRUE(board::setupFromFen(pos, fen)) << fen;
-  std::istringstream words(moves);
-  for (std::string move; words >> move;) board::makeMove(pos, board::textToMove(pos, move.c_str()));
+  boardtest::playMoves(pos, moves);
 }
 
-std::string text(const board::Position& pos, Move move) {
-  if (move == 0) return "none";
-  char buffer[8];
-  board::moveToText(move, board::blackToMove(board::currentState(pos)), buffer);
-  return buffer;
-}
+std::string text(const board::Position& pos, Move move) { return move ? boardtest::moveText(pos, move) : "none"; }
 
 // Polyglot move field of coordinate text (real squares; "e1h1" for castling king side).
 uint16_t encodeMove(const std::string& move) {
@@ -127,10 +117,11 @@ TEST_F(BookTest, LookupAndChoiceOnBuiltFiles) {
     for (auto& p : parts) all += encode(p);
     return all;
   };
-  const std::string weights = encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
-                                      {START_KEY, "c2c4", 20}, {START_KEY + 1, "a2a3", 90}});
-  const std::string illegal = encode({{START_KEY, "e2e4", 50}, {START_KEY, "d2d4", 50},
-                                      {START_KEY, "c2c4", 20}, {START_KEY, "e2e5", 20}});
+  // Weights above 255 whose high bytes alone, or low bytes alone, would rank the moves otherwise.
+  const std::string weights = encode({{START_KEY, "e2e4", 0x201}, {START_KEY, "d2d4", 0x201},
+                                      {START_KEY, "c2c4", 0x1ff}, {START_KEY + 1, "a2a3", 0x300}});
+  const std::string illegal = encode({{START_KEY, "e2e4", 0x110}, {START_KEY, "d2d4", 0x110},
+                                      {START_KEY, "c2c4", 0x105}, {START_KEY, "e2e5", 20}});
   const std::string good = join({below, run, above});
   std::string garbage;
   for (int i = 0; i < 16 * 64 + 9; ++i) garbage.push_back(char((i * 2654435761u) >> 13));

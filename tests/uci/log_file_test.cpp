@@ -3,7 +3,6 @@
 #include <sys/sysinfo.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
