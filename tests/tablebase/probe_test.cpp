@@ -170,6 +170,10 @@ TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
   const Case cases[] = {
       {dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1", {"wdl 2", "dtz ", "moves "}},
       {dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1", {"wdl 0", "dtz 0", "moves "}},
+      // An en-passant capture wins, or saves a draw that the table alone (a loss) would not see.
+      {dir, "7k/8/8/3pP3/8/8/8/K7 w - d6 0 1", {"wdl 2", "dtz 1", "moves e5d6"}},
+      {dir, "k7/8/8/8/3Pp3/8/8/7K b - d3 0 1", {"wdl 2", "dtz 1", "moves e4d3"}},
+      {dir, "8/8/8/8/3pP3/8/7k/5K2 b - e3 0 1", {"wdl 0", "dtz 0", "moves d4e3"}},
       {pawnOnly, "8/Pk6/8/8/8/8/8/7K w - - 0 1", {"wdl 0", "dtz 0", "moves not available"}},
       {dir, "4k3/8/8/8/8/8/8/KQRB4 w - - 0 1", {"position not in the tablebases"}},
       {dir, "not a fen", {"invalid FEN"}},
