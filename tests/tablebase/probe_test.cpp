@@ -129,6 +129,7 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
       {won + "0 1", 32700 + 15 * 2 - 100 * 1, -2, false, false},  // hanging the rook is dropped
       // The fifty-move counter leaves just enough plies: score 0, only the fastest moves.
       {won + std::to_string(101 - rootDtz) + " 1", 0, -2, false, true},
+      {won + std::to_string(100 - rootDtz) + " 1", 32700 + 15 * 2 - 100 * 1, -2, false, false},  // one ply more
       {"8/8/3k4/8/8/3K4/R7/7r w - - 0 1", 0, 0, false, false},  // drawn KRvKR: moves that keep the draw
       {"8/8/8/4K3/8/8/8/r3k3 w - - 0 1", 100 * 1 - 15 * 2 - 32700, 2, true, false},  // lost: all kept
   };
