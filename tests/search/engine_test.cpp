@@ -4,14 +4,11 @@
 #include <chrono>
 #include <algorithm>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "board/fen.h"
-#include "board/make_move.h"
-#include "board/movegen.h"
+#include "board/board_test_util.h"
 #include "support/engine_process.h"
 
 namespace {
@@ -267,9 +264,7 @@ TEST(E2EAnalysis, MultiPvPrintsTheBestLinesInOrder) {
         moves.push_back(line.move);
         static board::Position pos;  // the whole line is legal
         ASSERT_TRUE(board::setupFromFen(pos, c.fen));
-        std::istringstream pv(line.pv);
-        for (std::string move; pv >> move; board::makeMove(pos, board::legalMoveFromText(pos, move.c_str())))
-          ASSERT_NE(board::legalMoveFromText(pos, move.c_str()), 0u) << infos[i + k];
+        boardtest::playMoves(pos, line.pv);
       }
     }
     const std::string bestMove = best->substr(9, best->find(' ', 9) - 9);
