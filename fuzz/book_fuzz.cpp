@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "board/fen.h"
@@ -28,6 +29,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   uci::initEngine();
   position = new board::Position;
   bookPath = "/tmp/tesmar-book-fuzz-" + std::to_string(getpid()) + ".bin";
+  std::atexit([] { std::remove(bookPath.c_str()); });
   return 0;
 }
 

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -102,6 +104,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   addNames();
   directory = "/tmp/tesmar-tb-fuzz-" + std::to_string(getpid());
   ::mkdir(directory.c_str(), 0700);
+  std::atexit([] {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+  });
   if (!std::freopen("/dev/null", "w", stdout)) return 0;  // the reader's "info string" lines
   return 0;
 }

@@ -3,8 +3,6 @@
 // engine exits with a non-zero code after any data race, which the tests check at "quit".
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 
 namespace testsupport {
 
@@ -147,9 +148,17 @@ std::string dataDir() {
 }
 
 std::string makeTempDir() {
+  static struct Sweeper {
+    std::vector<std::string> dirs;
+    ~Sweeper() {
+      std::error_code ignored;
+      for (const std::string& dir : dirs) std::filesystem::remove_all(dir, ignored);
+    }
+  } sweeper;
   char pattern[] = "/tmp/tesmar-test-XXXXXX";
-  const char* dir = mkdtemp(pattern);
-  return dir ? std::string(dir) : std::string("/tmp");
+  if (!mkdtemp(pattern)) return "/tmp";
+  sweeper.dirs.push_back(pattern);
+  return pattern;
 }
 
 }  // namespace testsupport

@@ -48,7 +48,7 @@ class EngineProcess {
 
 // Path of the shared test data directory; empty when it does not exist.
 std::string dataDir();
-// A fresh empty temporary directory (removed at process exit is not attempted).
+// A fresh empty temporary directory, removed with its contents when the test program exits.
 std::string makeTempDir();
 
 }  // namespace testsupport
