@@ -199,8 +199,7 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
   std::vector<std::string> seen;
   ASSERT_TRUE(engine.waitFor("readyok", 10000, &seen));
   EXPECT_EQ(seen, (std::vector<std::string>{"info string Found 35 tablebases.", "readyok"}));
-  // The last "info" line, time and speed left out, pins the scores of tablebase hits at the root and
-  // in the tree (five pieces: every hit is inside the tree) the way the bench pins the search.
+  // The last "info" line (time and speed aside) pins the scores of tablebase hits, as the bench pins the search.
   struct Case {
     const char* fen;
     int wdlAfterBest, probeLimit;
@@ -220,6 +219,8 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
        "info depth  5 nodes         115 tbhits           4 score mate 28 pv d2d4 d6e6 "},
       {"8/8/3k4/8/3r4/3N4/3Q4/3K4 b - - 0 1", NOT_IN_TABLES, 6,  // five pieces, lost
        "info depth  5 nodes       11593 tbhits         135 score cp -919 pv d4d5 d2f4 d6d7 f4f7 d7c6 d1e2 d5d4 "},
+      {"7k/5N2/7K/8/8/8/6Q1/5r2 b - - 0 1", 2, 6,  // five pieces, the one legal move lets White win
+       "info depth  5 nodes          19 tbhits           4 score mate -85 pv f1f7 g2a8 f7f8 a8f8 "},
   };
   for (const Case& c : cases) {
     engine.send("setoption name SyzygyProbeLimit value " + std::to_string(c.probeLimit));
