@@ -1,5 +1,4 @@
-// Move words from text (the random walk checks the text and packed round trips for every legal move
-// it meets).
+// Move words from text (the random walk checks the text and packed round trips of every legal move).
 #include <gtest/gtest.h>
 
 #include "board/move.h"

@@ -249,7 +249,7 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
 }
 
 // Named pipes called like tables are not tables: registration and the first use of a table must not
-// wait for a writer, so "isready" is answered and the search plays on without them.
+// wait for a writer, so "isready" is answered and the search plays on without them (no hit counted).
 TEST_F(E2ETablebase, NamedPipesAreNotTables) {
   const std::string dir = testsupport::makeTempDir();
   std::filesystem::copy_file(data + "/syzygy/KRvK.rtbw", dir + "/KRvK.rtbw");
@@ -262,6 +262,7 @@ TEST_F(E2ETablebase, NamedPipesAreNotTables) {
   std::vector<std::string> seen;
   ASSERT_TRUE(engine.waitFor("bestmove", 20000, &seen));
   EXPECT_EQ(seen.front(), "info string Found 1 tablebases.");
+  EXPECT_NE(seen[seen.size() - 2].find(" tbhits           0 "), std::string::npos) << seen[seen.size() - 2];
   engine.send("quit");
   EXPECT_EQ(engine.waitExit(), 0);
 }
