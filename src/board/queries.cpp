@@ -22,10 +22,6 @@ bool inCheck(const Position& pos) {
   return attackersOf(s, ownKingSquare(s), occupied(s)) != 0;
 }
 
-bool canCastleQueenSide(const Position& pos) { return queenSideCastlingAllowed(currentState(pos)); }
-
-bool canCastleKingSide(const Position& pos) { return kingSideCastlingAllowed(currentState(pos)); }
-
 bool isPseudoLegalQuiet(const Position& pos, Move move) {
   const BoardState& s = currentState(pos);
   if (move == CASTLE_KING_SIDE_MOVE) return kingSideCastlingAllowed(s);

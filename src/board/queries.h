@@ -17,8 +17,6 @@ void markCheckCapture(const Position& pos, Move& move);
 void markCheckQuiet(const Position& pos, Move& move);
 
 bool inCheck(const Position& pos);
-bool canCastleQueenSide(const Position& pos);
-bool canCastleKingSide(const Position& pos);
 
 // The move (without MOVE_CHECK) can be played as a non-capturing move in the current position.
 bool isPseudoLegalQuiet(const Position& pos, Move move);

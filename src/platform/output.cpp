@@ -29,11 +29,6 @@ void printLine(const char* format, ...) {
   va_end(args);
 }
 
-void writeOut(const char* text, int length) {
-  std::lock_guard<std::mutex> guard(outputLock);
-  std::fwrite(text, 1, size_t(length), stdout);
-}
-
 void flushOut() {
   std::lock_guard<std::mutex> guard(outputLock);
   std::fflush(stdout);

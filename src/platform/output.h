@@ -12,9 +12,6 @@ void initStandardStreams();
 // Prints one formatted piece of text under the output lock (callers pass whole lines).
 void printLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// Writes raw text of the given length under the output lock.
-void writeOut(const char* text, int length);
-
 void flushOut();
 
 }  // namespace platform

@@ -291,9 +291,8 @@ TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
   }
 }
 
-// Through the pipes: "go" on a book position prints "bestmove" at once with no "info" line; a book
-// move outside "searchmoves", "go ponder" and "go infinite" search instead; the log receives each
-// "go" line and what followed it on standard output.
+// Through the pipes: "go" on a book position prints "bestmove" at once with no "info" line; a book move
+// outside "searchmoves", "go ponder" and "go infinite" search instead; the log gets each "go" and its answer.
 TEST(E2EBook, AnswersAtOnceOnlyForGoAndLogsTheAnswer) {
   const std::string book = writeFile("my book.bin", encode({{START_KEY, "e2e4", 10}}));
   const std::string dir = testsupport::makeTempDir();

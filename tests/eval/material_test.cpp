@@ -11,8 +11,7 @@ using eval::PHASE_EG;
 using eval::PHASE_MG;
 using eval::PieceSquare;
 
-// Every entry as built, pinned by one checksum (FNV-1a over the tables in index order); the exchange
-// values as printed.
+// Every entry as built, pinned by one FNV-1a checksum in index order; the exchange values as printed.
 TEST(PieceSquareTables, ChecksumOfEveryEntry) {
   uint64_t hash = 0xCBF29CE484222325ULL;
   for (const auto& type : PieceSquare)

@@ -15,8 +15,7 @@ TEST(EvalTerms, WorkedExamples) {
     int colour, mg, eg;
   };
   const Case cases[] = {
-      // One island, all three pawns beside each other; kings on g1/g8 with no shelter pawns
-      // (-13 - 20 - 50).
+      // One island, three pawns side by side; kings on g1/g8 with no shelter pawns (-13 - 20 - 50).
       {"island a2 b2 c2", "6k1/ppp5/8/8/8/8/PPP5/6K1 w - -", TERM_PAWNS, WHITE, -39 - 83, -39},
       // Isolated passed d4: r = 3, their king a8 three squares from d5, ours on e1 four squares.
       {"isolated passed d4", "k7/7p/8/8/3P4/8/8/4K3 w - -", TERM_PAWNS, WHITE, -39 - 60 + 177 + (1 - 20 - 50),

@@ -57,8 +57,7 @@ TEST(Quiescence, ScoresAndPruning) {
   EXPECT_EQ(runQuiesce(search::NODE_PV, 0, -INF, INF).score, board::MATE - PLY - 1);
   EXPECT_EQ(runQuiesce(search::NODE_PV, -1, -INF, INF).score, staticEval());
 
-  // Delta pruning: an undefended pawn is taken unless even winning it stays a margin below alpha;
-  // never in PV nodes.
+  // Delta pruning (never in PV nodes): a free pawn is taken unless winning it stays a margin below alpha.
   ASSERT_TRUE(searchtest::setRoot("7k/8/8/3p4/8/8/8/3RK3 w - - 0 1"));
   const int eval = staticEval();
   EXPECT_EQ(runQuiesce(search::NODE_ALL, -1, eval + DELTA, eval + DELTA + 1).nodes, 2u);
@@ -75,8 +74,7 @@ TEST(Quiescence, ScoresAndPruning) {
   ASSERT_TRUE(searchtest::setRoot("R5k1/5pp1/8/8/8/8/8/6K1 b - - 0 1"));
   EXPECT_FALSE(search::isMateScore(runQuiesce(search::NODE_PV, 0, -INF, INF).score));
 
-  // The fifty-move rule: at a clock of 100 a mate still counts, above it (and out of check at 100)
-  // the game is drawn.
+  // Fifty moves: at a clock of 100 a mate still counts; above it (and out of check at 100) it is a draw.
   for (const int drawCp : {0, 30}) {
     ASSERT_TRUE(searchtest::setRoot("R5k1/5ppp/8/8/8/8/8/6K1 b - - 100 80"));
     EXPECT_EQ(runQuiesce(search::NODE_PV, 0, -INF, INF).score, PLY - board::MATE);

@@ -78,8 +78,7 @@ inline std::string moveText(board::Move m, bool black) {
   return text;
 }
 
-// Plays the principal variation of the last search on a copy of the root and reports whether it
-// ends in checkmate.
+// Whether the last search's principal variation, played on a copy of the root, ends in checkmate.
 inline bool pvMates(const search::SearchResult& result) {
   board::Position& pos = search::rootPosition();
   board::BoardState* const root = pos.current;

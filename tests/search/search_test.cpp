@@ -1,5 +1,4 @@
-// Search results that cannot be wrong: mates, draws, stalemate, the single-move limit, and
-// the time budget's arithmetic.
+// Search results that cannot be wrong: mates, draws, stalemate, the single-move limit, time budgets.
 #include <gtest/gtest.h>
 
 #include <algorithm>
