@@ -1,6 +1,5 @@
-// The quiescence search on its own: stand pat, winning captures, quiet checks only at its first ply,
-// the delta-pruning margin (exactly at its edge), mate and stalemate-free evasions, and the
-// fifty-move rule on either side of a mate.
+// The quiescence search on its own (stand pat, winning captures, quiet checks at its first ply only, the
+// delta margin at its edge, evasions, fifty moves around a mate) and one full-width node's futility return.
 #include <gtest/gtest.h>
 
 #include "eval/eval.h"
@@ -56,6 +55,11 @@ TEST(Quiescence, ScoresAndPruning) {
   ASSERT_TRUE(searchtest::setRoot("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1"));
   EXPECT_EQ(runQuiesce(search::NODE_PV, 0, -INF, INF).score, board::MATE - PLY - 1);
   EXPECT_EQ(runQuiesce(search::NODE_PV, -1, -INF, INF).score, staticEval());
+
+  // A non-PV node whose evaluation is 300 a ply above beta returns that much less before any move.
+  ASSERT_TRUE(searchtest::setRoot("4k3/8/8/8/8/8/3PP3/3QK3 w - - 0 1"));
+  const int high = staticEval();
+  EXPECT_EQ(search::search(search::searchThreads[0], search::NODE_CUT, PLY, 2, high - 601, high - 600, 1), high - 600);
 
   // Delta pruning (never in PV nodes): a free pawn is taken unless winning it stays a margin below alpha.
   ASSERT_TRUE(searchtest::setRoot("7k/8/8/3p4/8/8/8/3RK3 w - - 0 1"));

@@ -48,7 +48,6 @@ TEST(TTGeometryTest, SizesFollowTheLargestPowerOfTwoOfMegabytes) {
     SCOPED_TRACE(c.hashMb);
     const TTGeometry g = ttGeometry(c.hashMb);
     EXPECT_EQ(g.ttEntries, c.ttEntries);
-    EXPECT_EQ(g.ttMask, c.ttEntries - 1);
     EXPECT_EQ(g.pawnEntries, c.ttEntries / 8);
     EXPECT_EQ(g.pawnMask, c.ttEntries / 8 - 1);
     EXPECT_EQ(g.bytes, (c.ttEntries + c.ttEntries / 8) * 16);
