@@ -143,8 +143,11 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
   const bool irreversible = piece == PAWN || (move & MOVE_CAPTURE);
   if (irreversible) s.halfmoveClock = 0;
 
-  // The child's key once mirrorPosition below has folded in the side to move.
-  if (prefetch) prefetch(key ^ keyTable[KEY_SIDE].zobrist);
+  // The child's keys once mirrorPosition below has folded in the side to move.
+  if (prefetch) {
+    const uint64_t side = keyTable[KEY_SIDE].zobrist;
+    prefetch(key ^ side, pawnKey ^ side);
+  }
   s.key = key;
   s.pawnKey = pawnKey;
   s.psqMg = int16_t(mg);

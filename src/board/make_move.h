@@ -41,9 +41,10 @@ constexpr int opponentPieceEntry(int type, int square, int colourBit) {
 }
 
 // Plays a move that fits the current record (no legality test) on a new record.
-// `prefetch`, when given, is called with the new key as soon as it is known, before the rest of
-// the record is brought up to date (the search starts loading the child's table slot there).
-using KeyPrefetch = void (*)(uint64_t key);
+// `prefetch`, when given, is called with the new key and pawn key as soon as they are known, before
+// the rest of the record is brought up to date (the search starts loading the child's table slot and
+// pawn cache entry there).
+using KeyPrefetch = void (*)(uint64_t key, uint64_t pawnKey);
 void makeMove(Position& pos, Move move, KeyPrefetch prefetch = nullptr);
 void makeNullMove(Position& pos);
 inline void unmakeMove(Position& pos) { pop(pos); }

@@ -87,9 +87,14 @@ inline TTEntry& ttSlot(const TranspositionTable& table, uint64_t key) {
   return table.entries[key & table.mask];
 }
 
-// Starts loading the slot of a key of the search's table into the cache; handed to makeMove, so
-// the memory access overlaps the rest of the move and the child's first steps.
-inline void ttPrefetch(uint64_t key) { __builtin_prefetch(&ttSlot(tt, key)); }
+// Starts loading the table slot of a key and the pawn cache entry of a pawn key into the cache;
+// handed to makeMove, so the memory accesses overlap the rest of the move and the child's first
+// steps (with no pawn cache the mask is 0 and the address is the null entry, which prefetching
+// never faults on).
+inline void ttPrefetch(uint64_t key, uint64_t pawnKey) {
+  __builtin_prefetch(&ttSlot(tt, key));
+  __builtin_prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
+}
 
 // Advances the age stamp by one (2^56).
 void ttNewSearch(TranspositionTable& table);

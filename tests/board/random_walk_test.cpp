@@ -154,7 +154,7 @@ void checkPosition(board::Position& pos, const std::vector<Move>& killers, WalkS
   ASSERT_EQ(boardtest::legalMoves(*again).size(), legal.size()) << twinFen;
 }
 
-uint64_t prefetchedKey = 0;  // what makeMove handed to its prefetch
+uint64_t prefetchedKey = 0, prefetchedPawnKey = 0;  // what makeMove handed to its prefetch
 
 TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
   // Arbitrary owner-relative placement values in the key table (the same for both colours of a
@@ -205,9 +205,13 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
           ASSERT_EQ(recomputed.halfmoveClock, 0);
           board::unmakeMove(*pos);
         }
-        // The key handed to the table prefetch is the child's own key.
-        board::makeMove(*pos, move, [](uint64_t key) { prefetchedKey = key; });
+        // The keys handed to the prefetch are the child's own keys.
+        board::makeMove(*pos, move, [](uint64_t key, uint64_t pawnKey) {
+          prefetchedKey = key;
+          prefetchedPawnKey = pawnKey;
+        });
         ASSERT_EQ(prefetchedKey, board::currentState(*pos).key);
+        ASSERT_EQ(prefetchedPawnKey, board::currentState(*pos).pawnKey);
         // A double step leaves an en-passant file only when a pawn stands beside it to take.
         const BoardState& made = board::currentState(*pos);
         ASSERT_TRUE(made.epFile == board::NO_EP_FILE ||
