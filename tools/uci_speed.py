@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Search speed of UCI engines, measured through their pipes.
 
-  tools/uci_speed.py nps ENGINE [ENGINE ...] [--seconds 3] [--runs 3]
+  tools/uci_speed.py nps ENGINE [ENGINE ...] [--seconds 3] [--runs 3] [--cpu LIST]
       Each engine searches each position for the given time (Threads 1, Hash 64, fresh process per
-      search); prints nodes per second, the median of the runs per position, the geometric mean over
-      the positions, and each engine's ratio to the first.
+      search, the engines taking turns run by run); prints nodes per second, the median of the runs
+      per position, the geometric mean over the positions, and each engine's ratio to the first.
+      --cpu pins every process to the given CPUs: the two CPUs of a shared virtual machine can differ
+      in speed by half, so compare engines on the same one.
   tools/uci_speed.py threads ENGINE [--threads 1 2 8] [--least-seconds 5]
       For each position, the depth that one thread completes after at least --least-seconds is found;
       then each thread count searches to that depth (fresh process, Hash 64). Prints time to depth and
@@ -30,10 +32,14 @@ THREAD_POSITIONS = list(NPS_POSITIONS.values()) + [
 ]
 
 
+CPUS = None  # --cpu: the CPUs every engine process is pinned to (taskset's list syntax)
+
+
 class Engine:
     def __init__(self, command, threads=1, hash_mb=64):
         path, _, opts = command.partition(":")
-        self.p = subprocess.Popen([path], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
+        argv = ["taskset", "-c", CPUS, path] if CPUS else [path]
+        self.p = subprocess.Popen(argv, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
         self.send("uci")
         self.wait("uciok")
         options = {"Threads": threads, "Hash": hash_mb}
@@ -93,10 +99,14 @@ def geomean(values):
 def cmd_nps(a):
     table = {}
     for name, fen in NPS_POSITIONS.items():
+        # The engines take turns run by run, so a slow spell of the machine falls on all of them.
+        runs = {command: [] for command in a.engines}
+        for _ in range(a.runs):
+            for command in a.engines:
+                runs[command].append(search_nps(command, fen, a.seconds))
         for command in a.engines:
-            runs = [search_nps(command, fen, a.seconds) for _ in range(a.runs)]
-            table[(command, name)] = statistics.median(runs)
-            print(f"{name:11} {command:50} {table[(command, name)]:12.0f}  runs {[round(r) for r in runs]}", flush=True)
+            table[(command, name)] = statistics.median(runs[command])
+            print(f"{name:11} {command:50} {table[(command, name)]:12.0f}  runs {[round(r) for r in runs[command]]}", flush=True)
     means = {command: geomean([table[(command, n)] for n in NPS_POSITIONS]) for command in a.engines}
     for command in a.engines:
         print(f"geometric mean {command:50} {means[command]:12.0f}  ratio {means[command] / means[a.engines[0]]:.3f}")
@@ -153,7 +163,11 @@ def main():
     ap.add_argument("--runs", type=int, default=3)
     ap.add_argument("--threads", type=int, nargs="+", default=[1, 2, 8])
     ap.add_argument("--least-seconds", type=float, default=5.0)
+    ap.add_argument("--cpu", help="pin every engine process to these CPUs (taskset list, e.g. 0 or 0,1): "
+                    "on a virtual machine whose CPUs run at different speeds, compare engines on the same one")
     a = ap.parse_args()
+    global CPUS
+    CPUS = a.cpu
     (cmd_nps if a.mode == "nps" else cmd_threads)(a)
 
 
