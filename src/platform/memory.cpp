@@ -30,6 +30,8 @@ void releaseZeroedBlock(void* block, size_t) {
   if (block) VirtualFree(block, 0, MEM_RELEASE);
 }
 
+void adviseHugePages(void*, size_t) {}
+
 #else
 
 // A fresh anonymous mapping (zero pages by definition), backed by huge pages where the kernel allows
@@ -53,6 +55,12 @@ void* allocateZeroedBlock(size_t bytes) {
 
 void releaseZeroedBlock(void* block, size_t bytes) {
   if (block) munmap(block, bytes);
+}
+
+void adviseHugePages([[maybe_unused]] void* start, [[maybe_unused]] size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+  madvise(start, bytes, MADV_HUGEPAGE);
+#endif
 }
 
 #endif
