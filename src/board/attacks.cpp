@@ -1,7 +1,5 @@
 #include "board/attacks.h"
 
-#include <algorithm>
-
 #include "platform/memory.h"
 
 namespace board {
@@ -56,13 +54,12 @@ constexpr std::array<Bitboard, 64> ROOK_MAGICS = {
     0x0642000420081102ULL, 0x0001000C00061803ULL, 0x0340100882284104ULL, 0x0026002114058042ULL,
 };
 
-// All slider slices, square 0 to 63, bishops first. On Linux the array fills one 2 MB huge page of
-// its own: its 860 kB would otherwise spread over 210 small pages, and the random lookups of the
-// search would keep missing the TLB.
+// All slider slices, square 0 to 63, bishops first: in a block of their own (one huge page on
+// Linux: the 860 kB would otherwise spread over 210 small pages, and the search's random lookups
+// would keep missing the TLB), or in the static fallback when that block cannot be had.
 constexpr size_t SLIDER_ENTRIES = BISHOP_TABLE_SIZE + ROOK_TABLE_SIZE;
-constexpr size_t SLIDER_STORAGE =
-    std::max(SLIDER_ENTRIES, platform::HUGE_PAGE_BYTES / sizeof(Bitboard));
-alignas(platform::HUGE_PAGE_BYTES) std::array<Bitboard, SLIDER_STORAGE> sliderTable;
+std::array<Bitboard, SLIDER_ENTRIES> sliderFallback;
+Bitboard* sliderTable = nullptr;
 
 // File and rank steps of the eight directions in the order of the direction codes: east, west,
 // north, south, north-east, south-west, north-west, south-east.
@@ -142,9 +139,12 @@ void initAttackTables() {
     epCapturers[file] = beside << 32;
   }
 
-  platform::adviseHugePages(sliderTable.data(), sizeof(sliderTable));  // before the first write
-  Bitboard* bishopSlice = sliderTable.data();
-  Bitboard* rookSlice = sliderTable.data() + BISHOP_TABLE_SIZE;
+  if (!sliderTable) {
+    sliderTable = static_cast<Bitboard*>(platform::allocateTableBlock(SLIDER_ENTRIES * sizeof(Bitboard)));
+    if (!sliderTable) sliderTable = sliderFallback.data();
+  }
+  Bitboard* bishopSlice = sliderTable;
+  Bitboard* rookSlice = sliderTable + BISHOP_TABLE_SIZE;
   for (int square = 0; square < 64; ++square) {
     bishopSlice = fillSlice(bishopMagic[square], square, BISHOP_MAGICS[square], BISHOP_DIRECTIONS, bishopSlice);
     rookSlice = fillSlice(rookMagic[square], square, ROOK_MAGICS[square], ROOK_DIRECTIONS, rookSlice);

@@ -1,5 +1,6 @@
 #include "platform/memory.h"
 
+#include <cstdint>
 #include <cstring>
 
 #if defined(_WIN32)
@@ -30,7 +31,9 @@ void releaseZeroedBlock(void* block, size_t) {
   if (block) VirtualFree(block, 0, MEM_RELEASE);
 }
 
-void adviseHugePages(void*, size_t) {}
+void* allocateTableBlock(size_t bytes) {
+  return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+}
 
 #else
 
@@ -57,10 +60,19 @@ void releaseZeroedBlock(void* block, size_t bytes) {
   if (block) munmap(block, bytes);
 }
 
-void adviseHugePages([[maybe_unused]] void* start, [[maybe_unused]] size_t bytes) {
+// Maps one huge page more than needed and starts the table at the first 2 MB boundary inside; the
+// unused head and tail are never touched, so they cost address space only.
+void* allocateTableBlock(size_t bytes) {
+  constexpr size_t HUGE_PAGE = size_t(1) << 21;
+  const size_t rounded = (bytes + HUGE_PAGE - 1) & ~(HUGE_PAGE - 1);
+  void* mapping = mmap(nullptr, rounded + HUGE_PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (mapping == MAP_FAILED) return nullptr;
+  const uintptr_t start = (reinterpret_cast<uintptr_t>(mapping) + HUGE_PAGE - 1) & ~uintptr_t(HUGE_PAGE - 1);
+  void* block = reinterpret_cast<void*>(start);
 #if defined(MADV_HUGEPAGE)
-  madvise(start, bytes, MADV_HUGEPAGE);
+  madvise(block, rounded, MADV_HUGEPAGE);
 #endif
+  return block;
 }
 
 #endif

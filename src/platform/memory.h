@@ -1,5 +1,5 @@
 #pragma once
-// One large block of zeroed memory for the hash tables, and huge pages for the attack tables.
+// One large block of zeroed memory for the hash tables, and a block for the attack tables.
 #include <cstddef>
 
 namespace platform {
@@ -11,16 +11,10 @@ void* allocateZeroedBlock(size_t bytes);
 // Gives back a block from allocateZeroedBlock of the same size; nullptr is ignored.
 void releaseZeroedBlock(void* block, size_t bytes);
 
-// The alignment and size that let a static table sit in one huge page of its own (Linux's 2 MB
-// pages); elsewhere a cache line, where the advice below does nothing.
-#if defined(__linux__)
-constexpr size_t HUGE_PAGE_BYTES = size_t(1) << 21;
-#else
-constexpr size_t HUGE_PAGE_BYTES = 64;
-#endif
-
-// Asks that a not yet touched, HUGE_PAGE_BYTES-aligned range be backed by huge pages when it is
-// first written (one TLB entry instead of hundreds); a hint the system may ignore.
-void adviseHugePages(void* start, size_t bytes);
+// A zero-filled block for a table that lives as long as the process (never given back), on Linux
+// aligned to a 2 MB boundary and advised to be backed by huge pages when first written, so that a
+// table read at random costs one TLB entry instead of one per 4 kB; nullptr when the system cannot
+// supply it.
+void* allocateTableBlock(size_t bytes);
 
 }  // namespace platform
