@@ -7,10 +7,11 @@
       per position, the geometric mean over the positions, and each engine's ratio to the first.
       --cpu pins every process to the given CPUs: the two CPUs of a shared virtual machine can differ
       in speed by half, so compare engines on the same one.
-  tools/uci_speed.py threads ENGINE [--threads 1 2 8] [--least-seconds 5]
+  tools/uci_speed.py threads ENGINE [--threads 1 2 8] [--least-seconds 5] [--repeat 1]
       For each position, the depth that one thread completes after at least --least-seconds is found;
-      then each thread count searches to that depth (fresh process, Hash 64). Prints time to depth and
-      nodes per second of each count, and their ratios to the first count (geometric means).
+      then each thread count searches to that depth --repeat times (fresh process, Hash 64). Prints the
+      median time to depth and nodes per second of each count, their ratios to the first count, and the
+      time of each further count against the one before it (geometric means over the positions).
 
 An ENGINE is a path, optionally followed by options: "build/release/tesmar" or
 "/usr/games/glaurung:Ponder=false,OwnBook=false". Quote ratios measured side by side in one sitting.
@@ -138,21 +139,31 @@ def to_depth(command, fen, threads, depth=None, least_ms=None):
 
 def cmd_threads(a):
     command = a.engines[0]
-    time_ratios = {t: [] for t in a.threads[1:]}
-    nps_ratios = {t: [] for t in a.threads[1:]}
+    counts = a.threads
+    times = {t: [] for t in counts}  # per thread count: the median time to depth of each position
+    nps = {t: [] for t in counts}
     for fen in THREAD_POSITIONS:
-        depth, _, _ = to_depth(command, fen, a.threads[0], least_ms=a.least_seconds * 1000)
-        base = to_depth(command, fen, a.threads[0], depth=depth)
-        line = f"depth {depth:2}  T{a.threads[0]} {base[1]:6} ms {base[2] * 1000 // max(base[1], 1):9} nps"
-        for t in a.threads[1:]:
-            d, ms, nodes = to_depth(command, fen, t, depth=depth)
-            time_ratios[t].append(base[1] / max(ms, 1))
-            nps_ratios[t].append((nodes / max(ms, 1)) / (base[2] / max(base[1], 1)))
-            line += f" | T{t} {ms:6} ms {nodes * 1000 // max(ms, 1):9} nps"
+        depth, _, _ = to_depth(command, fen, counts[0], least_ms=a.least_seconds * 1000)
+        line = f"depth {depth:2} "
+        for t in counts:
+            # Parallel searches differ from run to run in the tree they search, so time to depth is
+            # noisy: --repeat takes the median of several runs (and of their nodes per second).
+            runs = [to_depth(command, fen, t, depth=depth) for _ in range(a.repeat)]
+            ms = statistics.median(max(r[1], 1) for r in runs)
+            rate = statistics.median(r[2] * 1000 / max(r[1], 1) for r in runs)
+            times[t].append(ms)
+            nps[t].append(rate)
+            line += f" | T{t} {ms:8.0f} ms {rate:9.0f} nps"
         print(line + "  " + fen, flush=True)
-    for t in a.threads[1:]:
-        print(f"Threads {t} against {a.threads[0]}: time to depth {geomean(time_ratios[t]):.2f}x faster, "
-              f"nodes per second {geomean(nps_ratios[t]):.2f}x (geometric means over {len(THREAD_POSITIONS)} positions)")
+    n = len(THREAD_POSITIONS)
+    for t in counts[1:]:
+        time_ratio = geomean([b / x for b, x in zip(times[counts[0]], times[t])])
+        nps_ratio = geomean([x / b for b, x in zip(nps[counts[0]], nps[t])])
+        print(f"Threads {t} against {counts[0]}: time to depth {time_ratio:.2f}x faster, "
+              f"nodes per second {nps_ratio:.2f}x (geometric means over {n} positions)")
+    for previous, t in zip(counts[1:], counts[2:]):
+        slower = geomean([x / p for p, x in zip(times[previous], times[t])])
+        print(f"Threads {t} against {previous}: time to depth {slower:.2f}x as long")
 
 
 def main():
@@ -163,6 +174,8 @@ def main():
     ap.add_argument("--runs", type=int, default=3)
     ap.add_argument("--threads", type=int, nargs="+", default=[1, 2, 8])
     ap.add_argument("--least-seconds", type=float, default=5.0)
+    ap.add_argument("--repeat", type=int, default=1, help="threads: searches per thread count and position "
+                    "(medians are taken)")
     ap.add_argument("--cpu", help="pin every engine process to these CPUs (taskset list, e.g. 0 or 0,1): "
                     "on a virtual machine whose CPUs run at different speeds, compare engines on the same one")
     a = ap.parse_args()
