@@ -12,6 +12,14 @@
       then each thread count searches to that depth --repeat times (fresh process, Hash 64). Prints the
       median time to depth and nodes per second of each count, their ratios to the first count, and the
       time of each further count against the one before it (geometric means over the positions).
+  tools/uci_speed.py session ENGINE [--threads 1 2 4] [--depths 12 14] [--searches 6] [--clear] [--busy] [--verbose]
+      Consecutive searches in one long-lived process per thread count, as a GUI drives an engine: each
+      position is searched --searches times in a row to each depth ("go depth D"), the thread counts
+      taking turns search by search. --clear sends "ucinewgame" before every search (a cleared table;
+      otherwise it stays warm); --busy runs a one-line busy loop beside the engines for the whole
+      measurement (a machine that is not idle). Prints the wall time of every search, from "go" to
+      "bestmove" (--verbose), the total per thread count and depth, and each count's speed against the
+      first (the geometric mean over the positions of the ratio of their times).
 
 An ENGINE is a path, optionally followed by options: "build/release/tesmar" or
 "/usr/games/glaurung:Ponder=false,OwnBook=false". Quote ratios measured side by side in one sitting.
@@ -166,9 +174,49 @@ def cmd_threads(a):
         print(f"Threads {t} against {previous}: time to depth {slower:.2f}x as long")
 
 
+def session_search(engine, fen, depth, clear):
+    if clear:
+        engine.send("ucinewgame")
+        engine.send("isready")
+        engine.wait("readyok")
+    engine.send("position fen " + fen)
+    start = time.monotonic()
+    engine.send(f"go depth {depth}")
+    engine.wait("bestmove")
+    return (time.monotonic() - start) * 1000
+
+
+def cmd_session(a):
+    command = a.engines[0]
+    busy = subprocess.Popen(["sh", "-c", "while :; do :; done"]) if a.busy else None
+    try:
+        engines = {t: Engine(command, t) for t in a.threads}
+        totals = {(t, d): [] for t in a.threads for d in a.depths}  # per position: the time of its searches
+        for depth in a.depths:
+            for fen in THREAD_POSITIONS[:a.positions]:
+                runs = {t: [] for t in a.threads}
+                for _ in range(a.searches):
+                    for t in a.threads:  # taking turns, so a slow spell falls on every count
+                        runs[t].append(session_search(engines[t], fen, depth, a.clear))
+                for t in a.threads:
+                    totals[(t, depth)].append(sum(runs[t]))
+                    if a.verbose:
+                        print(f"depth {depth:2} T{t:<2} {' '.join(f'{ms:6.0f}' for ms in runs[t])}  ms   {fen}", flush=True)
+        for depth in a.depths:
+            base = totals[(a.threads[0], depth)]
+            print(f"depth {depth:2} " + "  ".join(
+                f"T{t} {sum(totals[(t, depth)]):7.0f} ms "
+                f"({geomean([b / x for b, x in zip(base, totals[(t, depth)])]):.2f}x)" for t in a.threads), flush=True)
+        for engine in engines.values():
+            engine.close()
+    finally:
+        if busy:
+            busy.kill()
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument("mode", choices=["nps", "threads"])
+    ap.add_argument("mode", choices=["nps", "threads", "session"])
     ap.add_argument("engines", nargs="+")
     ap.add_argument("--seconds", type=float, default=3.0)
     ap.add_argument("--runs", type=int, default=3)
@@ -176,12 +224,18 @@ def main():
     ap.add_argument("--least-seconds", type=float, default=5.0)
     ap.add_argument("--repeat", type=int, default=1, help="threads: searches per thread count and position "
                     "(medians are taken)")
+    ap.add_argument("--depths", type=int, nargs="+", default=[12, 14], help="session: depth of each search")
+    ap.add_argument("--searches", type=int, default=6, help="session: searches in a row per position")
+    ap.add_argument("--positions", type=int, default=len(THREAD_POSITIONS), help="session: how many positions")
+    ap.add_argument("--verbose", action="store_true", help="session: the time of every search")
+    ap.add_argument("--clear", action="store_true", help="session: \"ucinewgame\" before every search")
+    ap.add_argument("--busy", action="store_true", help="session: a busy loop runs beside the engines")
     ap.add_argument("--cpu", help="pin every engine process to these CPUs (taskset list, e.g. 0 or 0,1): "
                     "on a virtual machine whose CPUs run at different speeds, compare engines on the same one")
     a = ap.parse_args()
     global CPUS
     CPUS = a.cpu
-    (cmd_nps if a.mode == "nps" else cmd_threads)(a)
+    {"nps": cmd_nps, "threads": cmd_threads, "session": cmd_session}[a.mode](a)
 
 
 if __name__ == "__main__":

@@ -7,6 +7,11 @@
 // stack, then books each helper (its `splitPoint`, then `state` = THREAD_BOOKED, release), then sets
 // THREAD_WORKING; a helper reads the split point only after it has seen THREAD_BOOKED (acquire), and
 // starts searching only after it has seen THREAD_WORKING.
+//
+// Waiting: a waiting thread spins for a short while with the pause hint (a hand-over on a machine
+// with processors to spare takes microseconds), then parks in the kernel until the thread that
+// changes what it waits for wakes it. So a thread that has nothing to do never holds a processor that
+// a working thread or another program needs.
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -47,7 +52,11 @@ struct SplitPoint {
   MovePicker* picker = nullptr;
   std::atomic<int> stopped{0};  // a move reached beta
   std::mutex lock;
-  std::atomic<uint64_t> workers{0};  // bit i set while thread i works here
+  std::atomic<uint64_t> workers{0};  // bit i set while thread i works here (or is booked to)
+  // Bit i set once booked thread i has taken its place here. A booked thread that has not yet done so
+  // when the owner runs out of moves (it had no processor yet) is released instead of waited for.
+  std::atomic<uint64_t> joined{0};
+  int owner = 0;  // the thread that split here
   // The owner's stack up to the split node; positions.current is the split node's record.
   board::Position positions;
 };
@@ -69,51 +78,24 @@ constexpr bool maySplit(int threadCount, int depth, int minSplitDepth, int split
 
 // The workers mask of a new split point of thread `self`: its own bit plus the available threads in
 // ascending order while the mask has fewer than MAX_SPLIT_POINT_THREADS bits. states[j] and
-// latestWorkers[j] are thread j's state and the workers of its most recent split point.
+// latestWorkers[j] are thread j's state and the workers of its most recent split point. With more
+// threads than the machine has processors (`processors`; 0 when unknown), a split books no more
+// helpers than there are processors without a searching thread: a thread that gets no processor
+// only makes the others wait for it.
 constexpr uint64_t chooseWorkers(int self, int threadCount, const int* states,
-                                 const uint64_t* latestWorkers) {
+                                 const uint64_t* latestWorkers, int processors = 0) {
+  int limit = MAX_SPLIT_POINT_THREADS;
+  if (processors > 0) {
+    int searching = 1;  // the splitting thread
+    for (int j = 0; j < threadCount; ++j)
+      if (j != self && (states[j] & (THREAD_WORKING | THREAD_BOOKED)) != 0) ++searching;
+    const int spare = processors > searching ? processors - searching : 0;
+    if (1 + spare < limit) limit = 1 + spare;
+  }
   uint64_t mask = uint64_t(1) << self;
-  for (int j = 0; j < threadCount && platform::popcount(mask) < MAX_SPLIT_POINT_THREADS; ++j)
+  for (int j = 0; j < threadCount && platform::popcount(mask) < limit; ++j)
     if (j != self && isAvailable(self, states[j], latestWorkers[j])) mask |= uint64_t(1) << j;
   return mask;
 }
-
-// ---- waiting ----
-
-// Set at the start of every search when it runs more search threads than the machine has hardware
-// threads: waiting threads then give their processor away.
-extern std::atomic<int> oversubscribed;
-
-// One step of a wait. While the search has no more threads than the machine has hardware threads,
-// waiting is a pure spin with the processor's pause hint: every thread has a processor of its own,
-// and a hand-over of a split point is seen within nanoseconds. Oversubscribed, a pause hint for a
-// short while, then a yield of the processor, and once the wait has lasted long (an idle helper, an
-// owner waiting for a long subtree) a short sleep between checks, so that spinning threads never
-// starve the threads that do the work. Keep one SpinWait per wait.
-class SpinWait {
- public:
-  void pause() {
-    if (!oversubscribed.load(std::memory_order_relaxed)) {
-      platform::cpuPause();
-      return;
-    }
-    if (steps_ < SPINS) {
-      platform::cpuPause();
-    } else if (steps_ < SPINS + YIELDS) {
-      yieldProcessor();
-    } else {
-      sleepShortly();
-      return;
-    }
-    ++steps_;
-  }
-
- private:
-  static constexpr int SPINS = 16;
-  static constexpr int YIELDS = 100;
-  static void yieldProcessor();
-  static void sleepShortly();  // 50 microseconds
-  int steps_ = 0;
-};
 
 }  // namespace search

@@ -39,6 +39,10 @@ struct SearchThread {
   std::atomic<SplitPoint*> splitPoint{nullptr};  // the split point it works for right now
   std::array<SplitPoint, MAX_SPLIT_POINTS> splitPoints;  // owned split points, used as a stack
   int nextSplitPoint = 0;  // first free entry of splitPoints; changed under splitLock
+  // Parking: `parked` is set while the thread sleeps in a wait; whoever changes what it waits for
+  // then bumps `wakeWord` and wakes it.
+  std::atomic<int> parked{0};
+  std::atomic<uint32_t> wakeWord{0};
 };
 
 extern std::array<SearchThread, MAX_THREADS> searchThreads;

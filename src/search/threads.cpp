@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "board/make_move.h"
+#include "platform/park.h"
 #include "search/limits.h"
 #include "search/move_loop.h"
 #include "search/move_picker.h"
@@ -13,9 +14,10 @@
 
 namespace search {
 
-std::atomic<int> oversubscribed{0};
 std::mutex splitLock;
 std::atomic<uint64_t> splitsMade{0};
+std::atomic<uint64_t> helpersReleased{0};
+std::atomic<uint64_t> waitsParked{0};
 
 namespace {
 
@@ -23,42 +25,103 @@ namespace {
 // so that every search thread reads them without a lock.
 int activeThreads = 1;  // search threads of the running search, thread 0 included
 int splitDepth = 64;    // the least depth of a node that may be split
+// How long a wait spins before it parks: a hand-over between threads that each have a processor
+// takes well under this; a longer wait means the thread waited for is not running (the machine is
+// busy) or has a long subtree to finish, and the processor is better given away.
+int64_t spinNs = 0;
+int processors = 0;  // the machine's hardware threads, 0 when unknown
+constexpr int64_t SPIN_NS = 20000;
+constexpr int64_t SPIN_NS_OVERSUBSCRIBED = 2000;
 
-// Spins while the thread's state is `state` and it has not been asked to leave; returns the state
+// Longest sleep of a parked thread between checks of its condition: a lost wake-up can cost no
+// more, and a waiter also reads the clock at that pace.
+constexpr int64_t PARK_TIMEOUT_US = 1000;
+
+int64_t steadyNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+// Waits until done() holds: spins for spinNs, then parks until wake() or the timeout.
+template <class Condition>
+void waitUntil(SearchThread& thread, Condition done) {
+  if (done()) return;
+  const int64_t spinEnd = steadyNs() + spinNs;
+  for (int i = 1;; ++i) {
+    platform::cpuPause();
+    if (done()) return;
+    if (i % 16 == 0 && steadyNs() >= spinEnd) break;
+  }
+  waitsParked.fetch_add(1, std::memory_order_relaxed);
+  for (;;) {
+    const uint32_t word = thread.wakeWord.load(std::memory_order_relaxed);
+    thread.parked.store(1, std::memory_order_relaxed);
+    // Pairs with the fence in wake(): either the waker sees `parked` or this check sees its change.
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    if (done()) break;
+    platform::parkWhile(thread.wakeWord, word, PARK_TIMEOUT_US);
+    thread.parked.store(0, std::memory_order_relaxed);
+    if (done()) return;
+    // A waiter reads the clock too, so that a hard deadline is noticed even while the threads that
+    // search have no processor.
+    checkClock(thread);
+  }
+  thread.parked.store(0, std::memory_order_relaxed);
+}
+
+// Wakes the thread if it is parked; called after changing what it waits for.
+void wake(SearchThread& thread) {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  if (thread.parked.load(std::memory_order_relaxed)) {
+    thread.wakeWord.fetch_add(1, std::memory_order_relaxed);
+    platform::unparkAll(thread.wakeWord);
+  }
+}
+
+// Waits while the thread's state is `state` and it has not been asked to leave; returns the state
 // it then has (acquire: a booked thread then sees everything its booker wrote).
 int waitWhileState(SearchThread& thread, int state) {
-  SpinWait wait;
-  while (thread.state.load(std::memory_order_relaxed) == state &&
-         !thread.exitRequested.load(std::memory_order_relaxed))
-    wait.pause();
+  waitUntil(thread, [&] {
+    return thread.state.load(std::memory_order_relaxed) != state ||
+           thread.exitRequested.load(std::memory_order_relaxed);
+  });
   return thread.state.load(std::memory_order_acquire);
 }
 
-// Work for the split point that booked the thread: take over its position, wait for the go, search.
+// Work for the split point that booked the thread: take its place there (unless the owner has
+// already released it), take over its position, wait for the go, search.
 void helpBookedSplitPoint(SearchThread& thread) {
   SplitPoint* sp = thread.splitPoint.load(std::memory_order_relaxed);
+  const uint64_t self = uint64_t(1) << thread.index;
+  sp->lock.lock();
+  const bool booked = (sp->workers.load(std::memory_order_relaxed) & self) != 0;
+  if (booked) sp->joined.fetch_or(self, std::memory_order_relaxed);
+  sp->lock.unlock();
+  if (!booked) return;
   board::copyPosition(sp->positions, thread.position);
   if (waitWhileState(thread, THREAD_BOOKED) == THREAD_WORKING) splitPointLoop(thread, *sp);
 }
 
 }  // namespace
 
-void SpinWait::yieldProcessor() { std::this_thread::yield(); }
-void SpinWait::sleepShortly() { std::this_thread::sleep_for(std::chrono::microseconds(50)); }
-
 void idleLoop(SearchThread& thread) {
   prepareThreadTables(thread);
+  thread.state.store(THREAD_IDLE, std::memory_order_release);
+  wake(searchThreads[0]);  // the driver waits for every helper to start
   while (!thread.exitRequested.load(std::memory_order_acquire)) {
-    thread.state.store(THREAD_IDLE, std::memory_order_release);
     // A booked thread may see its state only once it has already become THREAD_WORKING.
     if (waitWhileState(thread, THREAD_IDLE) != THREAD_IDLE) helpBookedSplitPoint(thread);
+    thread.state.store(THREAD_IDLE, std::memory_order_release);
   }
 }
 
 void startThreads(int threadCount) {
   threadCount = std::clamp(threadCount, 1, MAX_THREADS);
   const unsigned hardware = std::thread::hardware_concurrency();
-  oversubscribed.store(hardware != 0 && unsigned(threadCount) > hardware ? 1 : 0);
+  processors = int(std::min(hardware, unsigned(MAX_THREADS)));
+  // More threads than processors: a waiter hardly ever sees its hand-over within a spin.
+  spinNs = hardware != 0 && unsigned(threadCount) > hardware ? SPIN_NS_OVERSUBSCRIBED : SPIN_NS;
 
   SearchThread& main = searchThreads[0];
   main.splitPoint.store(nullptr);
@@ -83,16 +146,17 @@ void startThreads(int threadCount) {
     helper.state.store(THREAD_STARTING);
     helper.handle = std::thread(idleLoop, std::ref(helper));
   }
-  for (int i = 1; i < threadCount; ++i) {
-    SpinWait wait;
-    while (searchThreads[i].state.load(std::memory_order_acquire) == THREAD_STARTING &&
-           !searchThreads[i].exitRequested.load(std::memory_order_relaxed))
-      wait.pause();
-  }
+  for (int i = 1; i < threadCount; ++i)
+    waitUntil(main, [&] {
+      return searchThreads[i].state.load(std::memory_order_acquire) != THREAD_STARTING;
+    });
 }
 
 void stopThreads() {
-  for (int i = 1; i < activeThreads; ++i) searchThreads[i].exitRequested.store(1);
+  for (int i = 1; i < activeThreads; ++i) {
+    searchThreads[i].exitRequested.store(1);
+    wake(searchThreads[i]);
+  }
   for (int i = 1; i < activeThreads; ++i)
     if (searchThreads[i].handle.joinable()) searchThreads[i].handle.join();
   activeThreads = 1;
@@ -138,7 +202,9 @@ void splitPointLoop(SearchThread& thread, SplitPoint& sp) {
     }
   }
   sp.workers.fetch_and(~self, std::memory_order_release);
+  SearchThread& owner = searchThreads[size_t(sp.owner)];
   sp.lock.unlock();
+  if (&owner != &thread) wake(owner);
 }
 
 bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, int depth,
@@ -164,7 +230,7 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
                            : 0;
   }
   const uint64_t self = uint64_t(1) << thread.index;
-  const uint64_t workers = chooseWorkers(thread.index, activeThreads, states, latestWorkers);
+  const uint64_t workers = chooseWorkers(thread.index, activeThreads, states, latestWorkers, processors);
   if (workers == self) {
     splitLock.unlock();
     return false;
@@ -185,6 +251,8 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
   sp.picker = &picker;
   sp.stopped.store(0, std::memory_order_relaxed);
   sp.workers.store(workers, std::memory_order_relaxed);
+  sp.joined.store(self, std::memory_order_relaxed);
+  sp.owner = thread.index;
   const int top = board::stackIndex(thread.position);
   std::copy(thread.position.states.begin(), thread.position.states.begin() + top + 1,
             sp.positions.states.begin());
@@ -196,19 +264,32 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
     helper.state.store(THREAD_BOOKED, std::memory_order_release);
   }
   splitLock.unlock();
-  for (uint64_t helpers = workers & ~self; helpers;)
-    searchThreads[platform::popLsb(helpers)].state.store(THREAD_WORKING, std::memory_order_release);
+  for (uint64_t helpers = workers & ~self; helpers;) {
+    SearchThread& helper = searchThreads[platform::popLsb(helpers)];
+    helper.state.store(THREAD_WORKING, std::memory_order_release);
+    wake(helper);
+  }
 
   splitPointLoop(thread, sp);
+
+  // Booked helpers that have not yet taken their place (no processor came their way) are released
+  // rather than waited for: they find themselves unbooked when they run and go back to idle.
+  sp.lock.lock();
+  const uint64_t unstarted = sp.workers.load(std::memory_order_relaxed) & ~sp.joined.load(std::memory_order_relaxed);
+  if (unstarted) {
+    sp.workers.fetch_and(~unstarted, std::memory_order_relaxed);
+    helpersReleased.fetch_add(uint64_t(platform::popcount(unstarted)), std::memory_order_relaxed);
+  }
+  sp.lock.unlock();
 
   // Wait for the helpers; meanwhile help those of them that split below this point.
   bool helpedElsewhere = false;
   while (sp.workers.load(std::memory_order_acquire) != 0) {
     thread.state.store(THREAD_WAITING, std::memory_order_release);
-    SpinWait wait;
-    while (thread.state.load(std::memory_order_relaxed) == THREAD_WAITING &&
-           sp.workers.load(std::memory_order_relaxed) != 0)
-      wait.pause();
+    waitUntil(thread, [&] {
+      return thread.state.load(std::memory_order_relaxed) != THREAD_WAITING ||
+             sp.workers.load(std::memory_order_relaxed) == 0;
+    });
     if (thread.state.load(std::memory_order_acquire) != THREAD_WAITING) {
       helpedElsewhere = true;
       helpBookedSplitPoint(thread);

@@ -1,5 +1,5 @@
 #pragma once
-// The parallel search: helper threads that spin idle between split points, and the split itself.
+// The parallel search: helper threads that wait idle between split points, and the split itself.
 // With one thread nothing here runs: startThreads creates no helper and the move loop never
 // splits.
 #include "search/split_point.h"
@@ -9,6 +9,11 @@ namespace search {
 
 // Split points created since the process started (diagnostics and tests).
 extern std::atomic<uint64_t> splitsMade;
+// Booked helpers released by their split point's owner before they had taken their place there
+// (diagnostics and tests).
+extern std::atomic<uint64_t> helpersReleased;
+// Waits that outlasted their spin and parked the thread (diagnostics and tests).
+extern std::atomic<uint64_t> waitsParked;
 
 // Prepares thread 0 for a search (working, no split point) and starts threadCount - 1 helpers in
 // their idle loop; returns once every helper has started.

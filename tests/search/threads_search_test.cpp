@@ -3,6 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
+
+#if defined(__linux__)
+#include <sched.h>
+#endif
 
 #include "search/driver.h"
 #include "search/search.h"
@@ -79,5 +85,47 @@ TEST(ThreadsSearch, NodeLimitStopsWithinOneCheckIntervalPerThread) {
     }
   }
 }
+
+#if defined(__linux__)
+// The engine is rarely alone on its machine. Here the whole process, a busy thread of another "program"
+// included, shares one processor, so a waiting search thread can only ever hold up the thread it
+// waits for. Consecutive short searches with two threads still end (a spinning waiter would burn
+// whole time slices at every wait), the waits give the processor away, and the helper still searches.
+TEST(ThreadsSearch, TwoThreadsShareOneBusyProcessor) {
+  cpu_set_t saved;
+  ASSERT_EQ(sched_getaffinity(0, sizeof saved, &saved), 0);
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+    if (CPU_ISSET(cpu, &saved)) {
+      CPU_SET(cpu, &one);
+      break;
+    }
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);  // threads created from here on inherit it
+  std::atomic<bool> done{false};
+  std::thread busy([&] {
+    while (!done.load(std::memory_order_relaxed)) {
+    }
+  });
+
+  const uint64_t parkedBefore = waitsParked.load();
+  uint64_t helperNodes = 0;
+  for (int i = 0; i < 12; ++i) {
+    if (i % 3 == 0) searchtest::newGame();  // cleared and warm tables
+    ASSERT_TRUE(searchtest::setRoot(i % 2 ? "r1bqkb1r/pp3ppp/2n1pn2/2pp4/3P4/2PBPN2/PP1N1PPP/R1BQK2R b KQkq - 0 6"
+                                          : "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10"));
+    searchtest::prepareLimits(9, 2);
+    runSearch();
+    helperNodes += searchThreads[1].nodes.load();
+    EXPECT_TRUE(isRootMove(lastSearch.bestMove));
+    expectAllThreadsIdle(2);
+  }
+  done = true;
+  busy.join();
+  sched_setaffinity(0, sizeof saved, &saved);
+  EXPECT_GT(waitsParked.load(), parkedBefore) << "no waiting thread gave its processor away";
+  EXPECT_GT(helperNodes, 0u) << "the second thread never searched";
+}
+#endif
 
 }  // namespace
