@@ -7,6 +7,10 @@
 
 #include <ctime>
 #elif defined(_WIN32)
+#if !defined(_WIN32_WINNT) || _WIN32_WINNT < 0x0602
+#undef _WIN32_WINNT
+#define _WIN32_WINNT 0x0602  // WaitOnAddress: Windows 8 and later
+#endif
 #include <windows.h>
 #else
 #include <chrono>
