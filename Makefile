@@ -1,25 +1,112 @@
-# Tesmar: thin wrapper around CMake.
+# Tesmar. The engine builds with GNU make and a C++20 compiler alone (no cmake, no git, no network):
+#   make [EXE=<name or path>] [ARCH=native] [CXX=g++|clang++] [-j]
+#                       the release engine: build/release/tesmar (ARCH=native) or build/<ARCH>/tesmar,
+#                       and a copy at EXE when given (a bare name lands beside this Makefile)
+# The tests, sanitizer builds, fuzzers and cross builds use CMake (installed on demand on Debian):
 #   make run            build the release engine and start it (UCI on stdin/stdout)
 #   make test           every check CI runs: the tests on the release build, again under ASan + UBSan,
 #                       the threaded tests under TSan, and each fuzzer for a few seconds
-#   make EXE=<path>     build the release engine and copy it to <path>
-#   make portable       release build without CPU features beyond x86-64 + popcnt
-#   make perft-full     every depth of the perft suite (long)
-#   make slow           the long-running tests (soak, deep perft)
-#   make tsan           the multi-threaded search tests under ThreadSanitizer
-#   make windows        cross-compile build/windows/tesmar.exe with MinGW-w64 (windows-portable: x86-64 + popcnt)
-#   make test-windows   run tesmar.exe under Wine through its pipes against the Linux build
+#   make help           every target and variable
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE   ?= cmake
-RELEASE := build/release
 TESTDIR := build/test
 
-.PHONY: all release run test test-release test-asan portable perft-full slow bench tsan deps clean
+.PHONY: all release run test test-release test-asan portable perft-full slow bench tsan deps clean help
 
-all: release
-ifneq ($(EXE),)
-	cp $(RELEASE)/tesmar $(EXE)
+# ---- the release engine, built directly ----
+# ARCH: native (this machine's CPU), x86-64 (any x86-64 with popcnt), x86-64-avx2 (Haswell and later),
+# armv8 (64-bit ARM).
+ARCH ?= native
+ifeq ($(origin CXX),default)
+  CXX := g++
 endif
+HOST_MACHINE := $(shell uname -m 2>/dev/null)
+ifeq ($(ARCH),native)
+  ifneq ($(filter x86_64 amd64 i686,$(HOST_MACHINE)),)
+    ARCH_FLAGS := -march=native
+  else ifneq ($(filter aarch64 arm64,$(HOST_MACHINE)),)
+    ARCH_FLAGS := -mcpu=native
+  endif
+  RELEASE := build/release
+else ifeq ($(ARCH),x86-64)
+  ARCH_FLAGS := -march=x86-64 -mpopcnt
+  RELEASE := build/$(ARCH)
+else ifeq ($(ARCH),x86-64-avx2)
+  ARCH_FLAGS := -march=haswell
+  RELEASE := build/$(ARCH)
+else ifeq ($(ARCH),armv8)
+  ARCH_FLAGS := -march=armv8-a
+  RELEASE := build/$(ARCH)
+else
+  $(error ARCH=$(ARCH) is not one of: native x86-64 x86-64-avx2 armv8)
+endif
+
+# The same flags as the CMake release build, link-time optimisation included. Both builds take every
+# .cpp file under src/ (CMake by a recursive glob, this Makefile by rwildcard below).
+ifneq ($(findstring clang,$(notdir $(CXX))),)
+  LTO_FLAGS := -flto=thin
+else
+  LTO_FLAGS := -flto=auto
+endif
+ENGINE_CXXFLAGS := -std=c++20 -O3 -DNDEBUG -Wall -Wextra -fno-exceptions $(ARCH_FLAGS) $(LTO_FLAGS) -Isrc
+ENGINE_LDFLAGS  := -O3 $(ARCH_FLAGS) $(LTO_FLAGS) -pthread $(STATIC)
+rwildcard = $(foreach d,$(wildcard $(1:=/*)),$(call rwildcard,$d,$2) $(filter $(subst *,%,$2),$d))
+SOURCES := $(sort $(call rwildcard,src,*.cpp))
+OBJDIR  := $(RELEASE)/obj-$(notdir $(CXX))
+OBJECTS := $(SOURCES:src/%.cpp=$(OBJDIR)/%.o)
+ENGINE  := $(RELEASE)/tesmar
+
+all: $(ENGINE)
+ifneq ($(EXE),)
+	cp $(ENGINE) $(EXE)
+endif
+
+release: $(ENGINE)
+
+$(ENGINE): $(OBJECTS)
+	$(CXX) -o $@ $(OBJECTS) $(ENGINE_LDFLAGS)
+
+$(OBJDIR)/%.o: src/%.cpp $(OBJDIR)/flags
+	@mkdir -p $(dir $@)
+	$(CXX) $(ENGINE_CXXFLAGS) -MMD -MP -c $< -o $@
+
+# A change of compiler or flags rebuilds every object.
+$(OBJDIR)/flags: FORCE
+	@mkdir -p $(OBJDIR)
+	@echo '$(CXX) $(ENGINE_CXXFLAGS) $(ENGINE_LDFLAGS)' | cmp -s - $@ || echo '$(CXX) $(ENGINE_CXXFLAGS) $(ENGINE_LDFLAGS)' > $@
+.PHONY: FORCE
+FORCE:
+
+-include $(OBJECTS:.o=.d)
+
+run: $(ENGINE)
+	@exec $(ENGINE)
+
+portable:
+	$(MAKE) ARCH=x86-64
+	@echo "portable engine: build/x86-64/tesmar"
+
+help:
+	@echo "Targets:"
+	@echo "  all (default)   the release engine (GNU make and a C++20 compiler only)"
+	@echo "  run             build the release engine and start it"
+	@echo "  bench           build the release engine and run its bench"
+	@echo "  portable        the release engine for any x86-64 CPU with popcnt (= ARCH=x86-64)"
+	@echo "  test            every check CI runs (release tests, ASan+UBSan, TSan, fuzz smoke; uses CMake)"
+	@echo "  test-release, test-asan, tsan, fuzz-smoke   the steps of test"
+	@echo "  perft-full      every depth of the perft suites (long)"
+	@echo "  slow            the long-running tests (soak, deep perft)"
+	@echo "  soak            self-play soak games (SOAK_GAMES, SOAK_TC, SOAK_THREADS, SOAK_OVERHEAD)"
+	@echo "  fuzz            every fuzzer for FUZZ_SECONDS (clang, libFuzzer)"
+	@echo "  windows, windows-portable, test-windows   the Windows engine (MinGW-w64) and its checks under Wine"
+	@echo "  arm64           cross-compile a static build/arm64/tesmar for aarch64 Linux"
+	@echo "  test-arm64      run build/arm64/tesmar under qemu through its pipes against the x86-64 build"
+	@echo "  clean           remove build/"
+	@echo "Variables:"
+	@echo "  EXE=<name|path> also copy the engine there (a bare name lands beside this Makefile)"
+	@echo "  ARCH=native|x86-64|x86-64-avx2|armv8   instruction set (default native)"
+	@echo "  CXX=g++|clang++ compiler of the release engine (default g++)"
+	@echo "  JOBS=N          parallel jobs of the CMake builds (default: every processor)"
 
 # Installs the build tools on a Debian machine when they are missing (as root or through sudo).
 deps:
@@ -33,18 +120,6 @@ deps:
 	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
 	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $$missing; \
 	fi
-
-release: deps
-	$(CMAKE) -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DTESMAR_TESTS=OFF >/dev/null
-	$(CMAKE) --build $(RELEASE) -j $(JOBS) --target tesmar
-
-run: release
-	@exec $(RELEASE)/tesmar
-
-portable: deps
-	$(CMAKE) -S . -B build/portable -DCMAKE_BUILD_TYPE=Release -DTESMAR_PORTABLE=ON -DTESMAR_TESTS=OFF >/dev/null
-	$(CMAKE) --build build/portable -j $(JOBS) --target tesmar
-	@echo "portable engine: build/portable/tesmar"
 
 $(TESTDIR)/CMakeCache.txt: | deps
 	$(CMAKE) -S . -B $(TESTDIR) -DCMAKE_BUILD_TYPE=Release -DTESMAR_LTO=OFF -DTESMAR_TESTS=ON >/dev/null
@@ -87,8 +162,8 @@ tsan: deps
 	$(CMAKE) --build build/tsan -j $(JOBS) --target search_tests tesmar
 	TSAN_OPTIONS=halt_on_error=1 build/tsan/search_tests --gtest_filter='*Threads*'
 
-bench: release
-	$(RELEASE)/tesmar bench
+bench: $(ENGINE)
+	$(ENGINE) bench
 
 clean:
 	rm -rf build
@@ -157,4 +232,21 @@ wine-deps:
 
 # Wine keeps its prefix in build/wine (set up at the first start, a few seconds).
 test-windows: windows release wine-deps
-	WINE=$(WINE) WINEPREFIX=$(CURDIR)/build/wine tools/test_windows.py $(WINDOWS_EXE) $(RELEASE)/tesmar ../shared/data
+	RUNNER=$(WINE) WINEPREFIX=$(CURDIR)/build/wine tools/test_port.py $(WINDOWS_EXE) $(ENGINE) ../shared/data
+
+# ARM64 (aarch64 Linux): a static engine cross-compiled with Debian's GCC, checked under qemu.
+ARM64_CXX := aarch64-linux-gnu-g++
+QEMU_ARM64 ?= qemu-aarch64-static
+.PHONY: arm64-deps arm64 test-arm64
+arm64-deps:
+	@command -v $(ARM64_CXX) >/dev/null 2>&1 && command -v $(QEMU_ARM64) >/dev/null 2>&1 || { \
+	  if [ "$$(id -u)" = 0 ]; then SUDO=""; else SUDO=sudo; fi; \
+	  $$SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq --no-install-recommends \
+	    g++-aarch64-linux-gnu qemu-user-static; }
+
+arm64: arm64-deps
+	$(MAKE) ARCH=armv8 CXX=$(ARM64_CXX) STATIC=-static RELEASE=build/arm64
+	@echo "aarch64 engine: build/arm64/tesmar"
+
+test-arm64: arm64 release
+	RUNNER=$(QEMU_ARM64) tools/test_port.py build/arm64/tesmar $(ENGINE) ../shared/data

@@ -34,6 +34,8 @@ constexpr int floorLog2(uint64_t x) { return x ? msb(x) : 0; }
 inline void cpuPause() {
 #if defined(__x86_64__) || defined(__i386__)
   _mm_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+  asm volatile("yield");
 #endif
 }
 

@@ -6,23 +6,19 @@
 #include <unistd.h>
 
 #include <ctime>
-#elif defined(_WIN32)
-#if !defined(_WIN32_WINNT) || _WIN32_WINNT < 0x0602
-#undef _WIN32_WINNT
-#define _WIN32_WINNT 0x0602  // WaitOnAddress: Windows 8 and later
-#endif
-#include <windows.h>
 #else
+#include <array>
 #include <chrono>
-#include <thread>
+#include <condition_variable>
+#include <mutex>
 #endif
 
 namespace platform {
 
+#if defined(__linux__)
+
 static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t) && std::atomic<uint32_t>::is_always_lock_free,
               "the kernel waits on the atomic's own 32 bits");
-
-#if defined(__linux__)
 
 void parkWhile(std::atomic<uint32_t>& word, uint32_t expected, int64_t timeoutUs) {
   const timespec timeout{time_t(timeoutUs / 1000000), long(timeoutUs % 1000000) * 1000};
@@ -33,24 +29,33 @@ void unparkAll(std::atomic<uint32_t>& word) {
   syscall(SYS_futex, reinterpret_cast<uint32_t*>(&word), FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr, nullptr, 0);
 }
 
-#elif defined(_WIN32)
-
-void parkWhile(std::atomic<uint32_t>& word, uint32_t expected, int64_t timeoutUs) {
-  WaitOnAddress(reinterpret_cast<volatile VOID*>(&word), &expected, sizeof expected,
-                DWORD((timeoutUs + 999) / 1000));
-}
-
-void unparkAll(std::atomic<uint32_t>& word) { WakeByAddressAll(reinterpret_cast<PVOID>(&word)); }
-
 #else
 
-// No kernel wait on an address here: a short sleep between checks.
+// Elsewhere (Windows, macOS) a small table of condition variables, chosen by the word's address. The
+// waker changes the word before it takes the bucket's lock, and the waiter compares the word under
+// that lock, so no wake-up is lost.
+namespace {
+struct Bucket {
+  std::mutex lock;
+  std::condition_variable changed;
+};
+std::array<Bucket, 64> buckets;
+
+Bucket& bucketOf(const void* address) { return buckets[(reinterpret_cast<uintptr_t>(address) >> 6) % buckets.size()]; }
+}  // namespace
+
 void parkWhile(std::atomic<uint32_t>& word, uint32_t expected, int64_t timeoutUs) {
+  Bucket& bucket = bucketOf(&word);
+  std::unique_lock<std::mutex> hold(bucket.lock);
   if (word.load(std::memory_order_relaxed) == expected)
-    std::this_thread::sleep_for(std::chrono::microseconds(timeoutUs < 50 ? timeoutUs : 50));
+    bucket.changed.wait_for(hold, std::chrono::microseconds(timeoutUs));
 }
 
-void unparkAll(std::atomic<uint32_t>&) {}
+void unparkAll(std::atomic<uint32_t>& word) {
+  Bucket& bucket = bucketOf(&word);
+  { std::lock_guard<std::mutex> hold(bucket.lock); }
+  bucket.changed.notify_all();
+}
 
 #endif
 

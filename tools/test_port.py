@@ -1,19 +1,23 @@
 #!/usr/bin/env python3
-"""Drives tesmar.exe under Wine through its real pipes and checks it against the Linux build.
+"""Drives a build of the engine for another platform through its real pipes, under an emulator, and
+checks it against the native Linux build: the Windows engine under Wine, the aarch64 engine under qemu.
 
-usage: tools/test_windows.py <tesmar.exe> <linux tesmar> <data dir>
+usage: tools/test_port.py <engine> <native linux tesmar> <data dir>
+  RUNNER=/usr/lib/wine/wine64 (the default: paths are given to the engine as Wine's Z: drive) or
+  RUNNER=qemu-aarch64-static (paths as they are).
 Every read has a deadline; the first failed check ends the run with exit code 1."""
 import os, queue, struct, subprocess, sys, threading, time
 
 EXE, LINUX, DATA = sys.argv[1], sys.argv[2], os.path.abspath(sys.argv[3])
-WINE = os.environ.get("WINE", "/usr/lib/wine/wine64")
+RUNNER = os.environ.get("RUNNER", os.environ.get("WINE", "/usr/lib/wine/wine64"))
+UNDER_WINE = "wine" in os.path.basename(RUNNER)
 ENV = dict(os.environ, WINEDEBUG="-all")
 KIWIPETE = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"
 KRVK = "8/8/8/8/8/2k5/8/KR6 w - - 0 1"
 
 
-def winPath(path):  # Wine shows the Linux root as drive Z:
-    return "Z:" + os.path.abspath(path).replace("/", "\\")
+def enginePath(path):  # Wine shows the Linux root as drive Z:
+    return "Z:" + os.path.abspath(path).replace("/", "\\") if UNDER_WINE else os.path.abspath(path)
 
 
 def check(ok, what):
@@ -54,22 +58,22 @@ class Engine:
                 return seen
 
 
-windows = Engine([WINE, EXE])
-windows.send("uci")
+port = Engine([RUNNER, EXE])
+port.send("uci")
 linux = Engine([LINUX])
 linux.send("uci")
-check(windows.waitFor("uciok", 120) == linux.waitFor("uciok"), "uci: the same lines as on Linux")
+check(port.waitFor("uciok", 120) == linux.waitFor("uciok"), "uci: the same lines as the native build")
 linux.send("quit")
-windows.send("isready")
-check(windows.waitFor("readyok") == ["readyok"], "isready: readyok")
+port.send("isready")
+check(port.waitFor("readyok") == ["readyok"], "isready: readyok")
 
 # Tablebases from the second of two ";"-separated directories, each with a drive letter.
-windows.send("setoption name SyzygyPath value %s;%s" % (winPath(DATA + "/none"), winPath(DATA + "/syzygy")),
+port.send("setoption name SyzygyPath value %s;%s" % (enginePath(DATA + "/none"), enginePath(DATA + "/syzygy")),
              "ucinewgame", "position fen " + KRVK, "go depth 6")
 tables = sum(name.endswith(".rtbw") for name in os.listdir(DATA + "/syzygy"))
-check(windows.waitFor("info string Found")[-1] == "info string Found %d tablebases." % tables,
+check(port.waitFor("info string Found")[-1] == "info string Found %d tablebases." % tables,
       "SyzygyPath with ';': all %d tables found" % tables)
-info = [l for l in windows.waitFor("bestmove") if " tbhits " in l]
+info = [l for l in port.waitFor("bestmove") if " tbhits " in l]
 check(info and int(info[-1].split(" tbhits ")[1].split()[0]) > 0, "tablebase hits in the search")
 
 # The book's start-position records with the top weight (16-byte big-endian records).
@@ -78,24 +82,24 @@ records = [struct.unpack(">QHHI", book[i:i + 16]) for i in range(0, len(book), 1
 start = [(move, weight) for key, move, weight, _ in records if key == 0x463B96181691FC9C]
 best = {"%c%d%c%d" % (97 + (m >> 6 & 7), 1 + (m >> 9 & 7), 97 + (m & 7), 1 + (m >> 3 & 7))
         for m, w in start if w == max(w for _, w in start)}
-windows.send("setoption name OwnBook value true", "setoption name BookFile value " + winPath(DATA + "/books/lines.bin"),
+port.send("setoption name OwnBook value true", "setoption name BookFile value " + enginePath(DATA + "/books/lines.bin"),
              "ucinewgame", "position startpos", "go wtime 60000 btime 60000")
-answer = windows.waitFor("bestmove")
+answer = port.waitFor("bestmove")
 check(len(answer) == 1 and answer[0].split()[1] in best, "book move %s at once (%s)" % (answer, sorted(best)))
 
-windows.send("setoption name OwnBook value false", "setoption name Threads value 2", "ucinewgame",
+port.send("setoption name OwnBook value false", "setoption name Threads value 2", "ucinewgame",
              "position fen " + KIWIPETE, "go infinite")
-windows.waitFor("info depth  5")
-windows.send("stop")
-lines = windows.waitFor("bestmove", 10)
+port.waitFor("info depth  5")
+port.send("stop")
+lines = port.waitFor("bestmove", 10)
 check(len(lines[-1].split()) == 4, "2 threads: a search to depth 5, then %r on stop" % lines[-1])
-windows.send("quit")
-check(windows.proc.wait(timeout=30) == 0, "quit: exit code 0")
+port.send("quit")
+check(port.proc.wait(timeout=30) == 0, "quit: exit code 0")
 
-perft = run([WINE, EXE, "perft", "4", KIWIPETE]).splitlines()
+perft = run([RUNNER, EXE, "perft", "4", KIWIPETE]).splitlines()
 check(perft[:-1] == run([LINUX, "perft", "4", KIWIPETE]).splitlines()[:-1] and
       perft[-2] == "Nodes searched: 4085603", "perft 4 of Kiwipete: %s" % perft[-2])
-probe = run([WINE, EXE, "probe", winPath(DATA + "/none") + ";" + winPath(DATA + "/syzygy"), KRVK])
+probe = run([RUNNER, EXE, "probe", enginePath(DATA + "/none") + ";" + enginePath(DATA + "/syzygy"), KRVK])
 check(probe == run([LINUX, "probe", DATA + "/syzygy", KRVK]), "probe tool (WDL and DTZ files): " + probe.split("\n")[1])
-nodes = [run(cmd + ["bench"]).split()[-4] for cmd in ([LINUX], [WINE, EXE])]  # "N nodes M nps"
-check(nodes[0] == nodes[1], "bench: %s nodes on Linux, %s on Windows" % tuple(nodes))
+nodes = [run(cmd + ["bench"]).split()[-4] for cmd in ([LINUX], [RUNNER, EXE])]  # "N nodes M nps"
+check(nodes[0] == nodes[1], "bench: %s nodes natively, %s under %s" % (nodes[0], nodes[1], os.path.basename(RUNNER)))
