@@ -7,9 +7,12 @@
 // be missing: castling and en passant then read as "-", the halfmove clock as 0, the fullmove number
 // as 1. Blanks, tabs and line ends all separate fields; text after the sixth field is refused.
 //
-// Castling rights whose king and rook are not on their starting squares are dropped, and so is an
-// en-passant file without an opponent's pawn that could just have made the double step; neither can
-// be played, and keeping them would let a move corrupt the record.
+// The castling field takes each colour's rights in any of three forms, mixed as they come: "KQkq"
+// (X-FEN: the outermost rook on that side of the king), the file of the castling rook ("HAha",
+// Shredder-FEN, for Chess960 where the rook may stand on any file), or both ("KAk"). A right whose
+// king is not on its back rank, or whose rook is not on the back rank on that side of the king, is
+// dropped, and so is an en-passant file without an opponent's pawn that could just have made the
+// double step; neither can be played, and keeping them would let a move corrupt the record.
 #include "board/fen.h"
 
 #include <cstdio>
@@ -122,25 +125,46 @@ bool setupFromFen(Position& pos, std::string_view fen) {
   if (fields[1] != "w" && fields[1] != "b") return false;
   const bool blackToMove = fields[1] == "b";
 
+  // Castling: per colour and side, the file of the rook (-1: no right).
+  int rookFiles[2][2] = {{-1, -1}, {-1, -1}};
+  int kingFiles[2] = {-1, -1};
+  for (int colour = 0; colour < 2; ++colour) {
+    const Bitboard king = kings(s) & (colour ? black & RANK_8 : white & RANK_1);
+    if (king) kingFiles[colour] = fileOf(platform::lsb(king));
+  }
   if (count > 2 && fields[2] != "-") {
     for (char c : fields[2]) {
-      switch (c) {
-        case 'K': s.castling |= CASTLE_OWN_KING; break;
-        case 'Q': s.castling |= CASTLE_OWN_QUEEN; break;
-        case 'k': s.castling |= CASTLE_OPP_KING; break;
-        case 'q': s.castling |= CASTLE_OPP_QUEEN; break;
-        default: return false;
+      const int colour = c >= 'a' ? 1 : 0;
+      const char upper = colour ? char(c - 32) : c;
+      const int kingFile = kingFiles[colour];
+      const uint8_t backRank = uint8_t((rooks(s) & (colour ? black : white)) >> (colour ? 56 : 0));
+      int rookFile = -1;
+      if (upper == 'K' || upper == 'Q') {
+        for (int file = 0; file < 8; ++file)
+          if (((backRank >> file) & 1) && kingFile >= 0 && (upper == 'K' ? file > kingFile : file < kingFile) &&
+              (rookFile < 0 || upper == 'K'))
+            rookFile = file;
+      } else if (upper >= 'A' && upper <= 'H') {
+        rookFile = ((backRank >> (upper - 'A')) & 1) ? upper - 'A' : -1;
+      } else {
+        return false;
       }
+      if (kingFile < 0 || rookFile < 0 || rookFile == kingFile) continue;  // dropped
+      int& right = rookFiles[colour][rookFile > kingFile ? KING_SIDE : QUEEN_SIDE];
+      if (right < 0) right = rookFile;
     }
   }
-  // Rights need their king and rook at home.
-  const Bitboard whiteRooks = rooks(s) & white, blackRooks = rooks(s) & black;
-  if (!(kings(s) & white & bit(4))) s.castling &= uint8_t(~(CASTLE_OWN_KING | CASTLE_OWN_QUEEN));
-  if (!(kings(s) & black & bit(60))) s.castling &= uint8_t(~(CASTLE_OPP_KING | CASTLE_OPP_QUEEN));
-  if (!(whiteRooks & bit(7))) s.castling &= uint8_t(~CASTLE_OWN_KING);
-  if (!(whiteRooks & bit(0))) s.castling &= uint8_t(~CASTLE_OWN_QUEEN);
-  if (!(blackRooks & bit(63))) s.castling &= uint8_t(~CASTLE_OPP_KING);
-  if (!(blackRooks & bit(56))) s.castling &= uint8_t(~CASTLE_OPP_QUEEN);
+  bool nonStandard = false;
+  std::array<std::array<CastlingRule, 2>, 2> rules = castlingRules;
+  for (int colour = 0; colour < 2; ++colour) {
+    for (int side : {QUEEN_SIDE, KING_SIDE}) {
+      const int rookFile = rookFiles[colour][side];
+      rules[colour][side] = makeCastlingRule(rookFile < 0 ? 4 : kingFiles[colour], rookFile < 0 ? 7 * side : rookFile, side);
+      if (rookFile < 0) continue;
+      s.castling |= uint8_t((side == KING_SIDE ? CASTLE_OWN_KING : CASTLE_OWN_QUEEN) << (4 * colour));
+      nonStandard |= kingFiles[colour] != 4 || rookFile != 7 * side;
+    }
+  }
 
   if (count > 3 && fields[3] != "-") {
     const std::string_view ep = fields[3];
@@ -171,6 +195,8 @@ bool setupFromFen(Position& pos, std::string_view fen) {
   if (attackersOf(s, ownKingSquare(s), occupied(s))) s.flags |= FLAG_IN_CHECK;
   pos.states[0] = s;
   pos.current = pos.states.data();
+  castlingRules = rules;
+  chess960 = nonStandard;
   return true;
 }
 
@@ -203,10 +229,12 @@ void positionToFen(const Position& pos, char* buffer, int size) {
   text[n++] = blackToMove ? 'b' : 'w';
   text[n++] = ' ';
   const int before = n;
-  if (s.castling & CASTLE_OWN_KING) text[n++] = 'K';
-  if (s.castling & CASTLE_OWN_QUEEN) text[n++] = 'Q';
-  if (s.castling & CASTLE_OPP_KING) text[n++] = 'k';
-  if (s.castling & CASTLE_OPP_QUEEN) text[n++] = 'q';
+  // Chess960: the files of the castling rooks (Shredder-FEN).
+  static constexpr char RIGHTS[2][2] = {{'Q', 'K'}, {'q', 'k'}};
+  for (int colour = 0; colour < 2; ++colour)
+    for (int side : {KING_SIDE, QUEEN_SIDE})
+      if (s.castling & ((side == KING_SIDE ? CASTLE_OWN_KING : CASTLE_OWN_QUEEN) << (4 * colour)))
+        text[n++] = chess960 ? char((colour ? 'a' : 'A') + castlingRules[colour][side].rookSquare) : RIGHTS[colour][side];
   if (n == before) text[n++] = '-';
   text[n++] = ' ';
   if (s.epFile != NO_EP_FILE) {

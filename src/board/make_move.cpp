@@ -39,7 +39,7 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
   const int piece = movePiece(move);
   const int from = moveFrom(move);
   const int to = moveTo(move);
-  const Bitboard fromTo = bit(from) | bit(to);
+  const Bitboard fromTo = bit(from) ^ bit(to);  // empty when a castling king stays where it is
 
   s.flags = uint8_t((s.flags & ~(FLAG_REPETITION | FLAG_IN_CHECK)) | ((move & MOVE_CHECK) ? FLAG_IN_CHECK : 0));
   uint64_t key = s.key;
@@ -58,10 +58,12 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
     if (captured == PAWN) pawnKey ^= e.zobrist;
     mg += e.mg;
     eg += e.eg;
-    if (to == 63 && (s.castling & CASTLE_OPP_KING)) {
+    // The opponent's castling rooks stand on its back rank, rank 8 in the mover's view.
+    const auto& theirRules = castlingRules[(b >> 3) ^ 1];
+    if (to == 56 + theirRules[KING_SIDE].rookSquare && (s.castling & CASTLE_OPP_KING)) {
       s.castling &= uint8_t(~CASTLE_OPP_KING);
       key ^= keyTable[oppKingSideKey(b)].zobrist;
-    } else if (to == 56 && (s.castling & CASTLE_OPP_QUEEN)) {
+    } else if (to == 56 + theirRules[QUEEN_SIDE].rookSquare && (s.castling & CASTLE_OPP_QUEEN)) {
       s.castling &= uint8_t(~CASTLE_OPP_QUEEN);
       key ^= keyTable[oppQueenSideKey(b)].zobrist;
     }
@@ -109,10 +111,11 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
       if (s.castling & CASTLE_OWN_QUEEN) key ^= keyTable[ownQueenSideKey(b)].zobrist;
       s.castling &= uint8_t(~(CASTLE_OWN_KING | CASTLE_OWN_QUEEN));
     } else if (piece == ROOK) {
-      if (from == 7 && (s.castling & CASTLE_OWN_KING)) {
+      const auto& ownRules = castlingRules[b >> 3];
+      if (from == ownRules[KING_SIDE].rookSquare && (s.castling & CASTLE_OWN_KING)) {
         s.castling &= uint8_t(~CASTLE_OWN_KING);
         key ^= keyTable[ownKingSideKey(b)].zobrist;
-      } else if (from == 0 && (s.castling & CASTLE_OWN_QUEEN)) {
+      } else if (from == ownRules[QUEEN_SIDE].rookSquare && (s.castling & CASTLE_OWN_QUEEN)) {
         s.castling &= uint8_t(~CASTLE_OWN_QUEEN);
         key ^= keyTable[ownQueenSideKey(b)].zobrist;
       }
@@ -128,9 +131,11 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch) {
   }
 
   if (move & MOVE_CASTLING) {
-    const int rookFrom = to == 6 ? 7 : 0;
-    const int rookTo = to == 6 ? 5 : 3;
-    const Bitboard rookSquares = bit(rookFrom) | bit(rookTo);
+    // King and rook may land on each other's squares or stay put: every change is a toggle.
+    const int side = castlingSide(move);
+    const int rookFrom = castlingRules[b >> 3][side].rookSquare;
+    const int rookTo = castlingRookTo(side);
+    const Bitboard rookSquares = bit(rookFrom) ^ bit(rookTo);
     s.bb[0] ^= rookSquares;
     s.bb[3] ^= rookSquares;
     const KeyEntry& f = keyTable[ownPieceEntry(ROOK, rookFrom, b)];

@@ -26,7 +26,7 @@ Move unpackMove(const Position& pos, PackedMove packed) {
     return makeMoveWord(PAWN, from, to, captured, ((packed >> 12) & 3) + 2,
                         MOVE_PROMOTION | check | (captured ? MOVE_CAPTURE : 0));
   }
-  if (packed & 0x1000) return makeMoveWord(KING, 4, to, 0, 0, MOVE_CASTLING | check);
+  if (packed & 0x1000) return makeMoveWord(KING, from, to, 0, 0, MOVE_CASTLING | check);
   if (packed & 0x2000) return makeMoveWord(PAWN, from, to, PAWN, 0, MOVE_CAPTURE | MOVE_EN_PASSANT | check);
   const int captured = pieceOn(s, to);
   return makeMoveWord(pieceOn(s, from), from, to, captured, 0, check | (captured ? MOVE_CAPTURE : 0));
@@ -35,7 +35,9 @@ Move unpackMove(const Position& pos, PackedMove packed) {
 void moveToText(Move move, bool black, char* buffer) {
   const int flip = black ? 56 : 0;
   const int from = (moveFrom(move) & 63) ^ flip;
-  const int to = (moveTo(move) & 63) ^ flip;
+  int to = (moveTo(move) & 63) ^ flip;
+  // Chess960 writes castling as the king taking its own rook.
+  if ((move & MOVE_CASTLING) && chess960) to = castlingRules[black][castlingSide(move)].rookSquare ^ flip;
   buffer[0] = char('a' + fileOf(from));
   buffer[1] = char('1' + rankOf(from));
   buffer[2] = char('a' + fileOf(to));
@@ -84,8 +86,17 @@ Move textToMove(const Position& pos, const char* text) {
   if (piece == PAWN && s.epFile != NO_EP_FILE && to == 40 + s.epFile && captured == 0 && to != from + 8) {
     return makeMoveWord(PAWN, from, to, PAWN, 0, MOVE_CAPTURE | MOVE_EN_PASSANT);
   }
-  if (piece == KING && (from - to == 2 || to - from == 2)) {
-    return makeMoveWord(KING, from, to, captured, 0, flags | MOVE_CASTLING);
+  // Castling: the king taking its own castling rook, or (the rook on a1/h1 with the king on e1) the
+  // king's two steps towards it.
+  if (piece == KING) {
+    for (int side : {QUEEN_SIDE, KING_SIDE}) {
+      const CastlingRule& rule = castlingRule(s, side);
+      const bool right = s.castling & (side == KING_SIDE ? CASTLE_OWN_KING : CASTLE_OWN_QUEEN);
+      const bool standard = rule.kingSquare == 4 && rule.rookSquare == 7 * side;
+      if (right && from == rule.kingSquare && (to == rule.rookSquare || (standard && to == castlingKingTo(side))))
+        return castlingMove(s, side);
+    }
+    if (from - to == 2 || to - from == 2) return makeMoveWord(KING, from, to, captured, 0, flags | MOVE_CASTLING);
   }
   return makeMoveWord(piece, from, to, captured, 0, flags);
 }

@@ -219,13 +219,9 @@ ScoredMove* quietMoves(const Position& pos, ScoredMove* end) {
     end = addQuiet(end, PAWN, to - 16, to, (checkingDoubles >> to) & 1);
   }
   if constexpr (!ChecksOnly) {
-    if ((s.castling & CASTLE_OWN_QUEEN) && queenSideCastlingAllowed(s)) {
-      Move move = CASTLE_QUEEN_SIDE_MOVE;
-      if (givesCheck(s, move)) move |= MOVE_CHECK;
-      *end++ = {CASTLING_SCORE, move};
-    }
-    if ((s.castling & CASTLE_OWN_KING) && kingSideCastlingAllowed(s)) {
-      Move move = CASTLE_KING_SIDE_MOVE;
+    for (int side : {QUEEN_SIDE, KING_SIDE}) {
+      if (!castlingAllowed(s, side)) continue;
+      Move move = castlingMove(s, side);
       if (givesCheck(s, move)) move |= MOVE_CHECK;
       *end++ = {CASTLING_SCORE, move};
     }

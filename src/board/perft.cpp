@@ -97,8 +97,8 @@ int countLegalMoves(Position& pos) {
   const Bitboard withoutKing = occ ^ bit(king);
   for (Bitboard t = kingAttacks[king] & notOwn; t;) count += attackersOf(s, platform::popLsb(t), withoutKing) == 0;
   if (s.castling & (CASTLE_OWN_KING | CASTLE_OWN_QUEEN)) {
-    count += kingSideCastlingAllowed(s);
-    count += queenSideCastlingAllowed(s);
+    count += castlingAllowed(s, KING_SIDE);
+    count += castlingAllowed(s, QUEEN_SIDE);
   }
   return count;
 }

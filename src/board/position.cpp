@@ -6,6 +6,16 @@
 
 namespace board {
 
+std::array<std::array<CastlingRule, 2>, 2> castlingRules = {{
+    {makeCastlingRule(4, 0, QUEEN_SIDE), makeCastlingRule(4, 7, KING_SIDE)},
+    {makeCastlingRule(4, 0, QUEEN_SIDE), makeCastlingRule(4, 7, KING_SIDE)},
+}};
+bool chess960 = false;
+
+static_assert(makeCastlingRule(4, 7, KING_SIDE).mustBeEmpty == 0x60 && makeCastlingRule(4, 7, KING_SIDE).kingPath == 0x60);
+static_assert(makeCastlingRule(4, 0, QUEEN_SIDE).mustBeEmpty == 0x0E && makeCastlingRule(4, 0, QUEEN_SIDE).kingPath == 0x0C);
+static_assert(makeCastlingRule(6, 7, KING_SIDE).kingPath == 0x40 && makeCastlingRule(6, 7, KING_SIDE).mustBeEmpty == 0x20);
+
 void mirrorPosition(BoardState& state) {
   state.bb[0] = platform::byteSwap(occupied(state) ^ state.bb[0]);
   state.bb[1] = platform::byteSwap(state.bb[1]);

@@ -19,6 +19,43 @@ constexpr uint8_t CASTLE_OPP_KING = 32;   // opponent, rook on square 63
 
 constexpr uint8_t NO_EP_FILE = 8;
 
+// ---- castling, standard and Chess960 ----
+// The king ends on g1 (king side) or c1 (queen side) and its rook beside it on f1 or d1, wherever
+// they started on the back rank. A castling move word is the king's move from its square to g1 or c1
+// with MOVE_CASTLING; the rook's square comes from the game's rule.
+constexpr int QUEEN_SIDE = 0;
+constexpr int KING_SIDE = 1;
+
+struct CastlingRule {
+  int kingSquare;        // in the castling side's own view: the back rank is rank 0
+  int rookSquare;
+  Bitboard mustBeEmpty;  // squares between king and rook and their destinations, both pieces excepted
+  Bitboard kingPath;     // squares the king crosses and lands on (its own square when it stays)
+};
+
+constexpr int castlingKingTo(int side) { return side == KING_SIDE ? 6 : 2; }
+constexpr int castlingRookTo(int side) { return side == KING_SIDE ? 5 : 3; }
+
+// Squares from a to b on the back rank, both included.
+constexpr Bitboard backRankSpan(int a, int b) {
+  const int low = a < b ? a : b, high = a < b ? b : a;
+  return ((Bitboard(2) << high) - 1) & ~((Bitboard(1) << low) - 1);
+}
+
+constexpr CastlingRule makeCastlingRule(int kingFile, int rookFile, int side) {
+  const int kingTo = castlingKingTo(side), rookTo = castlingRookTo(side);
+  const Bitboard pieces = (Bitboard(1) << kingFile) | (Bitboard(1) << rookFile);
+  const Bitboard path = kingFile == kingTo ? Bitboard(1) << kingTo : backRankSpan(kingFile, kingTo) & ~(Bitboard(1) << kingFile);
+  return {kingFile, rookFile, (backRankSpan(kingFile, kingTo) | backRankSpan(rookFile, rookTo)) & ~pieces, path};
+}
+
+// The castling rules of the game, by colour (0 White, 1 Black) and side. setupFromFen sets them from
+// the position's kings, rooks and rights; they stay fixed while a search runs.
+extern std::array<std::array<CastlingRule, 2>, 2> castlingRules;
+// Whether castling is written as the king taking its own rook ("e1h1"): set for a position whose
+// castling king or rooks stand elsewhere than e1/a1/h1 (e8/a8/h8), and by the UCI_Chess960 option.
+extern bool chess960;
+
 // One position, always seen from the side to move: its pieces play up the board and, when Black is
 // to move, every square is the real square with its rank mirrored (XOR 56). Seven 64-bit words:
 //   bb[0]  the side to move's pieces
@@ -95,5 +132,14 @@ inline int ownKingSquare(const BoardState& s) { return platform::lsb(kings(s) & 
 inline int opponentKingSquare(const BoardState& s) { return platform::lsb(kings(s) & ~s.bb[0]); }
 inline bool blackToMove(const BoardState& s) { return (s.flags & FLAG_BLACK) != 0; }
 inline bool isInCheck(const BoardState& s) { return (s.flags & FLAG_IN_CHECK) != 0; }
+
+inline const CastlingRule& castlingRule(const BoardState& s, int side) {
+  return castlingRules[(s.flags & FLAG_BLACK) >> 3][side];
+}
+inline Move castlingMove(const BoardState& s, int side) {
+  return makeMoveWord(KING, castlingRule(s, side).kingSquare, castlingKingTo(side), 0, 0, MOVE_CASTLING);
+}
+// The side of a castling move: king side when the king goes to g1.
+constexpr int castlingSide(Move m) { return moveTo(m) == 6 ? KING_SIDE : QUEEN_SIDE; }
 
 }  // namespace board

@@ -24,8 +24,10 @@ bool inCheck(const Position& pos) {
 
 bool isPseudoLegalQuiet(const Position& pos, Move move) {
   const BoardState& s = currentState(pos);
-  if (move == CASTLE_KING_SIDE_MOVE) return kingSideCastlingAllowed(s);
-  if (move == CASTLE_QUEEN_SIDE_MOVE) return queenSideCastlingAllowed(s);
+  if (move & MOVE_CASTLING) {
+    const int side = castlingSide(move);
+    return move == castlingMove(s, side) && castlingAllowed(s, side);
+  }
   // Anything but a plain piece type in the low byte, a captured or promotion type, or a square
   // beyond 63 is not a quiet move.
   if (move & 0xFFC0C0F8u) return false;

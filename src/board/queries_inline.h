@@ -45,11 +45,13 @@ inline bool givesCheck(const BoardState& s, Move move) {
   const Bitboard own = s.bb[0];
   Bitboard occ = occupied(s);
   if (move & MOVE_CASTLING) {
-    // The rook gives the check, if any: it lands on f1 (king side) or d1 (queen side).
-    const int rookFrom = to == 6 ? 7 : 0;
-    const int rookTo = to == 6 ? 5 : 3;
+    // The rook lands on f1 or d1; a slider behind a square that king or rook left may check too.
+    const int side = castlingSide(move);
+    const int rookFrom = castlingRule(s, side).rookSquare;
+    const int rookTo = castlingRookTo(side);
     occ = (occ ^ bit(from) ^ bit(rookFrom)) | bit(to) | bit(rookTo);
-    return (rookAttacks(rookTo, occ) >> theirKing) & 1;
+    const Bitboard straight = (straightMovers(s) & own & ~bit(rookFrom)) | bit(rookTo);
+    return ((rookAttacks(theirKing, occ) & straight) | (bishopAttacks(theirKing, occ) & diagonalMovers(s) & own)) != 0;
   }
   occ = (occ ^ bit(from)) | bit(to);
   if (move & MOVE_EN_PASSANT) occ ^= bit(to - 8);
@@ -63,21 +65,18 @@ inline bool givesCheck(const BoardState& s, Move move) {
   return ((bishopAttacks(theirKing, occ) & diagonal) | (rookAttacks(theirKing, occ) & straight)) != 0;
 }
 
-// Castling safety: the squares the king crosses and lands on are not attacked (the king's own
-// square is known to be safe: the side to move is not in check) and the squares between king and
-// rook are empty.
-inline bool kingSideCastlingAllowed(const BoardState& s) {
-  if (!(s.castling & CASTLE_OWN_KING)) return false;
+// Castling: the right, an empty way for king and rook, and no attack on a square the king crosses
+// or lands on (the king's own square is known to be safe: the side to move is not in check). Attacks
+// are judged with the castling rook gone, so that it shields nothing along the rank.
+inline bool castlingAllowed(const BoardState& s, int side) {
+  if (!(s.castling & (side == KING_SIDE ? CASTLE_OWN_KING : CASTLE_OWN_QUEEN))) return false;
+  const CastlingRule& rule = castlingRule(s, side);
   const Bitboard occ = occupied(s);
-  if (occ & (bit(5) | bit(6))) return false;
-  return !attackersOf(s, 5, occ) && !attackersOf(s, 6, occ);
-}
-
-inline bool queenSideCastlingAllowed(const BoardState& s) {
-  if (!(s.castling & CASTLE_OWN_QUEEN)) return false;
-  const Bitboard occ = occupied(s);
-  if (occ & (bit(1) | bit(2) | bit(3))) return false;
-  return !attackersOf(s, 2, occ) && !attackersOf(s, 3, occ);
+  if (occ & rule.mustBeEmpty) return false;
+  const Bitboard withoutRook = occ ^ bit(rule.rookSquare);
+  for (Bitboard path = rule.kingPath; path;)
+    if (attackersOf(s, platform::popLsb(path), withoutRook)) return false;
+  return true;
 }
 
 }  // namespace board

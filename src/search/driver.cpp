@@ -145,8 +145,9 @@ void driver() {
     return;
   }
 
-  // Opening book (not for a mate search, which asks for analysis).
-  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0) {
+  // Opening book (not for a mate search, which asks for analysis, nor in a Chess960 game, whose
+  // castling the book's keys do not know).
+  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0 && !board::chess960) {
     const Move bookMove = book::bookProbe(pos, limits.alwaysBestBookMove, moves.data(), limits.rootMoveCount);
     if (bookMove) {
       lastSearch.bestMove = bookMove;

@@ -119,7 +119,7 @@ bool fitsPosition(const Position& pos, Move& move) {
   const BoardState& s = currentState(pos);
   const Move m = withoutCheck(move);
   if (m == 0 || (m & 0x80000000u)) return false;
-  if ((m & MOVE_CASTLING) && m != CASTLE_KING_SIDE_MOVE && m != CASTLE_QUEEN_SIDE_MOVE) return false;
+  if ((m & MOVE_CASTLING) && m != board::castlingMove(s, board::castlingSide(m))) return false;
   if (m & (MOVE_CAPTURE | MOVE_PROMOTION | MOVE_EN_PASSANT)) {
     if (!fitsAsCapture(s, m)) return false;
   } else {

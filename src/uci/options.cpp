@@ -60,6 +60,7 @@ void printOptionLines(const EngineSettings& s) {
                       MAX_MOVE_OVERHEAD_MS);
   platform::printLine("option name MultiPV type spin default 1 min 1 max %d\n", search::MAX_MULTI_PV);
   platform::printLine("option name Clear Hash type button\n");
+  platform::printLine("option name UCI_Chess960 type check default false\n");
 }
 
 bool setOption(EngineSettings& s, const char* line) {
@@ -123,6 +124,8 @@ bool setOption(EngineSettings& s, const char* line) {
     s.moveOverheadMs = clampSpin(value, 0, MAX_MOVE_OVERHEAD_MS);
   } else if (is("MultiPV")) {
     s.multiPv = clampSpin(value, 1, search::MAX_MULTI_PV);
+  } else if (is("UCI_Chess960")) {
+    s.chess960 = checked;
   }
   return false;
 }

@@ -22,6 +22,7 @@ struct EngineSettings {
   int32_t syzygyProbeLimit = 6;
   int32_t moveOverheadMs = DEFAULT_MOVE_OVERHEAD_MS;  // kept off the clock for the GUI's and the system's delays
   int32_t multiPv = 1;  // MultiPV: lines reported per iteration
+  int32_t chess960 = 0;  // UCI_Chess960: castling written as the king taking its rook, no book
 };
 
 extern EngineSettings engineSettings;

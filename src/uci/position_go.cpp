@@ -98,6 +98,7 @@ void setRootCheckFlag(board::Position& pos) {
 
 void setupStartPosition(board::Position& pos) {
   board::setupFromFen(pos, board::START_FEN);
+  board::chess960 |= engineSettings.chess960 != 0;
   search::searchLimits.movesPlayed = 0;
   rootPositionSet = true;
 }
@@ -155,6 +156,7 @@ bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPla
     if (fen.empty()) return false;
   }
   if (!board::setupFromFen(pos, fen)) return false;
+  board::chess960 |= engineSettings.chess960 != 0;  // a Chess960 position is one whatever the option says
 
   int played = 0;
   Words moves(moveList);

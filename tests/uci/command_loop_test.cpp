@@ -28,6 +28,7 @@ const std::vector<std::string> kIdentification = {
     "option name Move Overhead type spin default 50 min 0 max 5000",
     "option name MultiPV type spin default 1 min 1 max 64",
     "option name Clear Hash type button",
+    "option name UCI_Chess960 type check default false",
     "uciok",
 };
 
