@@ -4,6 +4,7 @@
 // sets another cap (the sanitizer builds use a small one).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -17,14 +18,16 @@ namespace {
 
 constexpr uint64_t PERFT_DEFAULT_LEAVES = 20'000'000;
 
-// Checks the lines first..last (1-based, inclusive) of the suite: "FEN ;D1 n ;D2 n ...".
-void checkLines(int first, int last) {
-  std::ifstream in(testsupport::dataDir() + "/perft.epd");
-  if (!in) GTEST_SKIP() << "perft.epd not found";
+// Checks the lines first..last (1-based, inclusive) of a suite: "FEN ;D1 n ;D2 n ...". The Chess960
+// suites are long (960 starts, 480 middle games), so their default run stops at fewer leaves.
+void checkLines(int first, int last, const std::string& file = "perft.epd",
+                uint64_t defaultLeaves = PERFT_DEFAULT_LEAVES) {
+  std::ifstream in(testsupport::dataDir() + "/" + file);
+  if (!in) GTEST_SKIP() << file << " not found";
   const char* fullEnv = std::getenv("TESMAR_PERFT_FULL");
   const bool full = fullEnv && std::string(fullEnv) == "1";
   const char* capEnv = std::getenv("TESMAR_PERFT_LEAVES");
-  const uint64_t cap = capEnv && std::atoll(capEnv) > 0 ? uint64_t(std::atoll(capEnv)) : PERFT_DEFAULT_LEAVES;
+  const uint64_t cap = std::min(defaultLeaves, capEnv && std::atoll(capEnv) > 0 ? uint64_t(std::atoll(capEnv)) : PERFT_DEFAULT_LEAVES);
   auto pos = std::make_unique<board::Position>();
   int checked = 0, number = 0;
   for (std::string line; std::getline(in, line);) {
@@ -49,5 +52,9 @@ void checkLines(int first, int last) {
 TEST(PerftSuite, PublishedPositions) { checkLines(1, 6); }
 TEST(PerftSuite, GamePositions) { checkLines(7, 86); }
 TEST(PerftSuite, ClassicSuite) { checkLines(87, 1000); }
+// Chess960 and Double Fischer Random, castling rights in Shredder-FEN, both colours to move.
+TEST(PerftSuite, Chess960Starts) { checkLines(1, 960, "chess960/starts.epd", 250'000); }
+TEST(PerftSuite, Chess960MiddleGames) { checkLines(1, 480, "chess960/positions.epd", 1'000'000); }
+TEST(PerftSuite, Chess960AndDfrcRandomPlay) { checkLines(1, 120, "chess960/random.epd", 2'000'000); }
 
 }  // namespace

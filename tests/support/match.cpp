@@ -55,11 +55,12 @@ long peakRssKb(int pid) {
 }
 
 GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock& clock,
-                    const std::vector<std::string>& openingMoves, int maxPlies) {
+                    const std::vector<std::string>& openingMoves, int maxPlies, const std::string& startFen) {
   GameResult result;
   auto position = std::make_unique<board::Position>();
   board::Position& pos = *position;
-  board::setupFromFen(pos, board::START_FEN);
+  board::setupFromFen(pos, startFen.empty() ? board::START_FEN : startFen);
+  const std::string start = startFen.empty() ? "position startpos" : "position fen " + startFen;
   std::vector<uint64_t> keys{board::currentState(pos).key};
   std::string moveList;
   int64_t timeLeft[2] = {clock.baseMs, clock.baseMs};
@@ -115,7 +116,7 @@ GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock
     if (result.plies >= maxPlies) { result.end = GameEnd::MoveLimit; break; }
 
     EngineProcess& mover = side == 0 ? white : black;
-    mover.send("position startpos" + (moveList.empty() ? std::string() : " moves " + moveList));
+    mover.send(start + (moveList.empty() ? std::string() : " moves " + moveList));
     char go[160];
     int length = std::snprintf(go, sizeof go, "go wtime %lld btime %lld winc %d binc %d", (long long)timeLeft[0],
                                (long long)timeLeft[1], clock.incrementMs, clock.incrementMs);

@@ -36,10 +36,12 @@ struct GameResult {
 bool isFailure(GameEnd end);
 const char* gameEndName(GameEnd end);
 
-// Plays one game from the start position, or from the position reached by openingMoves (coordinate
-// notation). The engines must have answered "uci"/"isready" already; each gets "ucinewgame" first.
+// Plays one game from the start position (or startFen, a Chess960 one for instance), or from the
+// position reached by openingMoves (coordinate notation). The engines must have answered
+// "uci"/"isready" already; each gets "ucinewgame" first.
 GameResult playGame(EngineProcess& white, EngineProcess& black, const MatchClock& clock,
-                    const std::vector<std::string>& openingMoves = {}, int maxPlies = 400);
+                    const std::vector<std::string>& openingMoves = {}, int maxPlies = 400,
+                    const std::string& startFen = "");
 
 // Peak resident set size (VmHWM) of a process in KiB, 0 when unknown.
 long peakRssKb(int pid);
