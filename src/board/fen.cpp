@@ -197,6 +197,7 @@ bool setupFromFen(Position& pos, std::string_view fen) {
   pos.current = pos.states.data();
   castlingRules = rules;
   chess960 = nonStandard;
+  standardCastling = !nonStandard;
   return true;
 }
 

@@ -97,8 +97,13 @@ int countLegalMoves(Position& pos) {
   const Bitboard withoutKing = occ ^ bit(king);
   for (Bitboard t = kingAttacks[king] & notOwn; t;) count += attackersOf(s, platform::popLsb(t), withoutKing) == 0;
   if (s.castling & (CASTLE_OWN_KING | CASTLE_OWN_QUEEN)) {
-    count += castlingAllowed(s, KING_SIDE);
-    count += castlingAllowed(s, QUEEN_SIDE);
+    if (standardCastling) {
+      // The common case with fixed squares, as in the generators.
+      count += !(occ & 0x60) && !attackersOf(s, 5, occ) && !attackersOf(s, 6, occ) && (s.castling & CASTLE_OWN_KING);
+      count += !(occ & 0x0E) && !attackersOf(s, 2, occ) && !attackersOf(s, 3, occ) && (s.castling & CASTLE_OWN_QUEEN);
+    } else {
+      count += castlingAllowed(s, KING_SIDE) + castlingAllowed(s, QUEEN_SIDE);
+    }
   }
   return count;
 }

@@ -11,6 +11,7 @@ std::array<std::array<CastlingRule, 2>, 2> castlingRules = {{
     {makeCastlingRule(4, 0, QUEEN_SIDE), makeCastlingRule(4, 7, KING_SIDE)},
 }};
 bool chess960 = false;
+bool standardCastling = true;
 
 static_assert(makeCastlingRule(4, 7, KING_SIDE).mustBeEmpty == 0x60 && makeCastlingRule(4, 7, KING_SIDE).kingPath == 0x60);
 static_assert(makeCastlingRule(4, 0, QUEEN_SIDE).mustBeEmpty == 0x0E && makeCastlingRule(4, 0, QUEEN_SIDE).kingPath == 0x0C);

@@ -55,6 +55,9 @@ extern std::array<std::array<CastlingRule, 2>, 2> castlingRules;
 // Whether castling is written as the king taking its own rook ("e1h1"): set for a position whose
 // castling king or rooks stand elsewhere than e1/a1/h1 (e8/a8/h8), and by the UCI_Chess960 option.
 extern bool chess960;
+// Whether every castling rule is the standard one (king on e1, rooks on a1 and h1): the common case,
+// which the generators handle with fixed squares.
+extern bool standardCastling;
 
 // One position, always seen from the side to move: its pieces play up the board and, when Black is
 // to move, every square is the real square with its rank mirrored (XOR 56). Seven 64-bit words:

@@ -17,6 +17,24 @@ void markCheckQuiet(const Position& pos, Move& move) {
   if (givesCheck(currentState(pos), move)) move |= MOVE_CHECK;
 }
 
+bool chess960CastlingAllowed(const BoardState& s, int side) {
+  const CastlingRule& rule = castlingRule(s, side);
+  const Bitboard occ = occupied(s);
+  if (occ & rule.mustBeEmpty) return false;
+  // The attack test written out rather than through attackersOf, which the generators want inlined.
+  const Bitboard withoutRook = occ ^ bit(rule.rookSquare);
+  const Bitboard opp = opponentPieces(s);
+  for (Bitboard path = rule.kingPath; path;) {
+    const int square = platform::popLsb(path);
+    const Bitboard near = (knights(s) & knightAttacks[square]) | (kings(s) & kingAttacks[square]) |
+                          (pawns(s) & pawnAttacksUp(bit(square)));
+    if (opp & (near | (straightMovers(s) & rookAttacks(square, withoutRook)) |
+               (diagonalMovers(s) & bishopAttacks(square, withoutRook))))
+      return false;
+  }
+  return true;
+}
+
 bool inCheck(const Position& pos) {
   const BoardState& s = currentState(pos);
   return attackersOf(s, ownKingSquare(s), occupied(s)) != 0;

@@ -65,18 +65,21 @@ inline bool givesCheck(const BoardState& s, Move move) {
   return ((bishopAttacks(theirKing, occ) & diagonal) | (rookAttacks(theirKing, occ) & straight)) != 0;
 }
 
+// Castling with the game's rule, whatever the squares of king and rook (queries.cpp).
+bool chess960CastlingAllowed(const BoardState& s, int side);
+
 // Castling: the right, an empty way for king and rook, and no attack on a square the king crosses
 // or lands on (the king's own square is known to be safe: the side to move is not in check). Attacks
 // are judged with the castling rook gone, so that it shields nothing along the rank.
 inline bool castlingAllowed(const BoardState& s, int side) {
   if (!(s.castling & (side == KING_SIDE ? CASTLE_OWN_KING : CASTLE_OWN_QUEEN))) return false;
-  const CastlingRule& rule = castlingRule(s, side);
   const Bitboard occ = occupied(s);
-  if (occ & rule.mustBeEmpty) return false;
-  const Bitboard withoutRook = occ ^ bit(rule.rookSquare);
-  for (Bitboard path = rule.kingPath; path;)
-    if (attackersOf(s, platform::popLsb(path), withoutRook)) return false;
-  return true;
+  if (standardCastling) {
+    // King e1, rooks a1 and h1: nothing can reach the king's path through the rook's square.
+    if (side == KING_SIDE) return !(occ & 0x60) && !attackersOf(s, 5, occ) && !attackersOf(s, 6, occ);
+    return !(occ & 0x0E) && !attackersOf(s, 2, occ) && !attackersOf(s, 3, occ);
+  }
+  return chess960CastlingAllowed(s, side);
 }
 
 }  // namespace board
