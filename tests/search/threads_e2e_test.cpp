@@ -77,10 +77,15 @@ TEST(E2EThreads, SelfPlayOneAgainstTwoThreads) {
   EngineProcess two;
   startEngine(one, 1);
   startEngine(two, 2);
-  const std::vector<std::string> openings[] = {{"e2e4", "c7c5"}, {"d2d4", "g8f6", "c2c4", "e7e6"}};
-  for (int g = 0; g < 2; ++g) {
-    const testsupport::GameResult game = testsupport::playGame(g ? two : one, g ? one : two,
-                                                               testsupport::MatchClock{1000, 100, 100}, openings[g], 24);
+  const std::vector<std::string> openings[] = {{"e2e4", "c7c5"}, {"d2d4", "g8f6", "c2c4", "e7e6"}, {}, {}};
+  // Then a Chess960 and a Double Fischer Random start, where the referee wants castling written as the
+  // king taking its rook (the engine with two threads also has the option on).
+  const std::string starts[] = {"", "", "bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKRN w GEge - 0 1",
+                                "rkbbqnnr/pppppppp/8/8/8/8/PPPPPPPP/BRKNNQRB w GBha - 0 1"};
+  for (int g = 0; g < 4; ++g) {
+    if (g == 2) two.send("setoption name UCI_Chess960 value true");
+    const testsupport::GameResult game = testsupport::playGame(
+        g % 2 ? two : one, g % 2 ? one : two, testsupport::MatchClock{1000, 100, 100}, openings[g], g < 2 ? 24 : 40, starts[g]);
     EXPECT_FALSE(testsupport::isFailure(game.end))
         << testsupport::gameEndName(game.end) << " at ply " << game.plies << ": " << game.detail
         << "\n" << game.moves;
