@@ -198,6 +198,7 @@ bool setupFromFen(Position& pos, std::string_view fen) {
   castlingRules = rules;
   chess960 = nonStandard;
   standardCastling = !nonStandard;
+  fenMoveNumber = fullmove;
   return true;
 }
 

@@ -12,6 +12,7 @@ std::array<std::array<CastlingRule, 2>, 2> castlingRules = {{
 }};
 bool chess960 = false;
 bool standardCastling = true;
+int fenMoveNumber = 1;
 
 static_assert(makeCastlingRule(4, 7, KING_SIDE).mustBeEmpty == 0x60 && makeCastlingRule(4, 7, KING_SIDE).kingPath == 0x60);
 static_assert(makeCastlingRule(4, 0, QUEEN_SIDE).mustBeEmpty == 0x0E && makeCastlingRule(4, 0, QUEEN_SIDE).kingPath == 0x0C);

@@ -58,6 +58,8 @@ extern bool chess960;
 // Whether every castling rule is the standard one (king on e1, rooks on a1 and h1): the common case,
 // which the generators handle with fixed squares.
 extern bool standardCastling;
+// The move number of the last position set up from a FEN (its sixth field, 1 when absent).
+extern int fenMoveNumber;
 
 // One position, always seen from the side to move: its pieces play up the board and, when Black is
 // to move, every square is the real square with its rank mirrored (XOR 56). Seven 64-bit words:

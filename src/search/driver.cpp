@@ -21,6 +21,7 @@
 #include "search/threads.h"
 #include "search/time_manager.h"
 #include "search/tt.h"
+#include "search/wdl.h"
 #include "tablebase/tablebase.h"
 
 namespace search {
@@ -59,11 +60,22 @@ void emit(const char* text) {
   if (written > 0) length = std::min(size - 1, length + written);
 }
 
-void appendScore(char* line, int size, int& length, int score) {
+// The score, then with UCI_ShowWDL the side to move's chances: certain for a mate or a result the
+// tablebases prove (`proven`), else the model's at the game's move number.
+void appendScore(char* line, int size, int& length, int score, bool proven, int moveNumber) {
   if (!isMateScore(score))
-    append(line, size, length, "score cp %4d pv ", score / 4);
+    append(line, size, length, "score cp %4d ", score / 4);
   else
-    append(line, size, length, "score mate %2d pv ", score >= 1 ? (MATE + 1 - score) / 2 : (-MATE - score) / 2);
+    append(line, size, length, "score mate %2d ", score >= 1 ? (MATE + 1 - score) / 2 : (-MATE - score) / 2);
+  if (searchLimits.showWdl) {
+    WdlChances chances;
+    if (isMateScore(score) || proven)
+      chances = score > 0 ? WdlChances{1000, 0, 0} : score < 0 ? WdlChances{0, 0, 1000} : WdlChances{};
+    else
+      chances = wdlChances(score, moveNumber);
+    append(line, size, length, "wdl %d %d %d ", chances.win, chances.draw, chances.loss);
+  }
+  append(line, size, length, "pv ");
 }
 
 int64_t elapsedMs() { return platform::nowMs() - searchLimits.startMs; }
@@ -138,16 +150,19 @@ void driver() {
 
   // No legal move at the root: report mate or stalemate and play the null move.
   if (limits.rootMoveCount <= 0 || tt.entries == nullptr) {
-    if (limits.rootMoveCount <= 0)
+    if (limits.rootMoveCount <= 0 && !limits.showWdl)
       emit(inCheck ? "info depth 0 score mate 0\n" : "info depth 0 score cp 0\n");
+    else if (limits.rootMoveCount <= 0)
+      emit(inCheck ? "info depth 0 score mate 0 wdl 0 0 1000\n" : "info depth 0 score cp 0 wdl 0 1000 0\n");
     waitWhilePondering();
     finish(limits.rootMoveCount > 0 ? moves[0] : 0, 0);
     return;
   }
 
-  // Opening book (not for a mate search, which asks for analysis, nor in a Chess960 game, whose
-  // castling the book's keys do not know).
-  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0 && !board::chess960) {
+  // Opening book (not for a mate search or in analysis mode, which ask for analysis, nor in a
+  // Chess960 game, whose castling the book's keys do not know).
+  if (book::bookIsOpen() && !limits.pondering.load() && limits.mateLimit == 0 && !limits.analyseMode &&
+      !board::chess960) {
     const Move bookMove = book::bookProbe(pos, limits.alwaysBestBookMove, moves.data(), limits.rootMoveCount);
     if (bookMove) {
       lastSearch.bestMove = bookMove;
@@ -163,7 +178,7 @@ void driver() {
   int tbRootScore = 0;
   if (platform::popcount(occupied(root)) <= limits.tbProbeLimit) {
     main.tbHits.store(uint64_t(limits.rootMoveCount), std::memory_order_relaxed);
-    if (tb::rootProbe(pos, moves.data(), limits.rootMoveCount, tbRootScore)) {
+    if (tb::rootProbe(pos, moves.data(), limits.rootMoveCount, tbRootScore, limits.syzygy50MoveRule)) {
       tbRootSolved = true;
       limits.tbProbeLimit = 0;
     } else {
@@ -305,7 +320,8 @@ void driver() {
         append(line, sizeof line, length,
                "time %7" PRId64 " nodes %11" PRIu64 " nps %9" PRIu64 " tbhits %11" PRIu64 " ", time, nodes,
                nodes * 1000 / uint64_t(time + 1), totalTbHits());
-        appendScore(line, sizeof line, length, tbRootSolved && !isMateScore(lineScore) ? tbRootScore : lineScore);
+        const bool proven = tbRootSolved && !isMateScore(lineScore);
+        appendScore(line, sizeof line, length, proven ? tbRootScore : lineScore, proven, limits.moveNumber);
         bool black = blackToMove(root);
         for (int m = 0; m < shownLength; ++m, black = !black) {
           char text[8];

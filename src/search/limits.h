@@ -24,6 +24,7 @@ struct SearchLimits {
   std::array<board::Move, board::MAX_MOVES> rootMoves{};
   int rootMoveCount = 0;
   int32_t movesPlayed = 0;
+  int32_t moveNumber = 1;  // the game's move number at the root (the FEN's plus the moves played)
 
   int64_t startMs = 0;  // read when "go" arrives
   int64_t softDeadlineMs = 0;
@@ -41,6 +42,10 @@ struct SearchLimits {
   int multiPv = 1;  // lines reported per iteration (MultiPV)
   int minSplitDepth = 3;
   int syzygyProbeLimit = 6;
+  int syzygyProbeDepth = 1;       // the tree probes only at nodes with at least this depth left
+  bool syzygy50MoveRule = true;   // off: cursed wins and blessed losses count as wins and losses
+  bool showWdl = false;           // "wdl W D L" after every score
+  bool analyseMode = false;       // analysis: no book move
   int moveOverheadMs = 0;
   bool alwaysBestBookMove = true;
   bool logEnabled = false;

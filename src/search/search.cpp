@@ -113,12 +113,14 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
   }
 
   // 8: tablebases.
-  if (s.halfmoveClock == 0 && searchLimits.tbProbeLimit > 0 &&
+  if (s.halfmoveClock == 0 && searchLimits.tbProbeLimit > 0 && depth >= searchLimits.syzygyProbeDepth &&
       platform::popcount(occupied(s)) <= searchLimits.tbProbeLimit) {
     int success = 0;
-    const int wdl = tb::probeWdl(pos, success);
+    int wdl = tb::probeWdl(pos, success);
     if (success) {
       bumpCounter(thread.tbHits);
+      // Without the fifty-move rule a cursed win is a win and a blessed loss a loss.
+      if (!searchLimits.syzygy50MoveRule && (wdl == 1 || wdl == -1)) wdl *= 2;
       return tablebaseScore(s, wdl, ply);
     }
   }

@@ -342,7 +342,7 @@ int probeDtz(Position& pos, int& success) {
   return (e >= 0 || onlyEnPassant) ? e : 0;
 }
 
-bool rootProbe(Position& pos, Move* rootMoves, int& rootMoveCount, int& score) {
+bool rootProbe(Position& pos, Move* rootMoves, int& rootMoveCount, int& score, bool fiftyMoveRule) {
   int success;
   const int dtz = probeDtz(pos, success);
   if (success == 0) return false;
@@ -377,9 +377,11 @@ bool rootProbe(Position& pos, Move* rootMoves, int& rootMoveCount, int& score) {
 
   const int own = platform::popcount(board::ownPieces(root));
   const int opp = platform::popcount(board::opponentPieces(root));
-  if (dtz > 0 && h + dtz <= 100)
+  // Without the fifty-move rule every win is a win and every loss a loss; the moves kept are the
+  // same, those that make the fastest progress once the count no longer allows a slower one.
+  if (dtz > 0 && (h + dtz <= 100 || !fiftyMoveRule))
     score = 32700 + 15 * own - 100 * opp;
-  else if (dtz < 0 && h - dtz <= 100)
+  else if (dtz < 0 && (h - dtz <= 100 || !fiftyMoveRule))
     score = 100 * own - 15 * opp - 32700;
   else
     score = 0;

@@ -33,6 +33,7 @@ int probeDtz(board::Position& pos, int& success);
 // Filters the root moves to those that keep the best tablebase result (kept moves first, in their
 // order; rootMoveCount becomes their number) and sets score (internal units). Returns false, with
 // nothing changed, when a probe failed. Driver thread only.
-bool rootProbe(board::Position& pos, board::Move* rootMoves, int& rootMoveCount, int& score);
+bool rootProbe(board::Position& pos, board::Move* rootMoves, int& rootMoveCount, int& score,
+               bool fiftyMoveRule = true);
 
 }  // namespace tb

@@ -61,6 +61,10 @@ void printOptionLines(const EngineSettings& s) {
   platform::printLine("option name MultiPV type spin default 1 min 1 max %d\n", search::MAX_MULTI_PV);
   platform::printLine("option name Clear Hash type button\n");
   platform::printLine("option name UCI_Chess960 type check default false\n");
+  platform::printLine("option name UCI_ShowWDL type check default false\n");
+  platform::printLine("option name Syzygy50MoveRule type check default true\n");
+  platform::printLine("option name SyzygyProbeDepth type spin default 1 min 1 max %d\n", MAX_SYZYGY_PROBE_DEPTH);
+  platform::printLine("option name UCI_AnalyseMode type check default false\n");
 }
 
 bool setOption(EngineSettings& s, const char* line) {
@@ -126,6 +130,14 @@ bool setOption(EngineSettings& s, const char* line) {
     s.multiPv = clampSpin(value, 1, search::MAX_MULTI_PV);
   } else if (is("UCI_Chess960")) {
     s.chess960 = checked;
+  } else if (is("UCI_ShowWDL")) {
+    s.showWdl = checked;
+  } else if (is("Syzygy50MoveRule")) {
+    s.syzygy50MoveRule = checked;
+  } else if (is("SyzygyProbeDepth")) {
+    s.syzygyProbeDepth = clampSpin(value, 1, MAX_SYZYGY_PROBE_DEPTH);
+  } else if (is("UCI_AnalyseMode")) {
+    s.analyseMode = checked;
   }
   return false;
 }

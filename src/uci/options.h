@@ -23,6 +23,10 @@ struct EngineSettings {
   int32_t moveOverheadMs = DEFAULT_MOVE_OVERHEAD_MS;  // kept off the clock for the GUI's and the system's delays
   int32_t multiPv = 1;  // MultiPV: lines reported per iteration
   int32_t chess960 = 0;  // UCI_Chess960: castling written as the king taking its rook, no book
+  int32_t showWdl = 0;           // UCI_ShowWDL: "wdl W D L" after every score
+  int32_t syzygy50MoveRule = 1;  // off: a win or loss the fifty-move rule spoils still counts as one
+  int32_t syzygyProbeDepth = 1;  // the least depth left at which the tree probes the tablebases
+  int32_t analyseMode = 0;       // UCI_AnalyseMode: the GUI analyses, so the book stays closed
 };
 
 extern EngineSettings engineSettings;
@@ -32,6 +36,7 @@ extern int32_t minSplitDepth;
 constexpr int MAX_HASH_MB = 65536;
 constexpr int MAX_THREADS_OPTION = 64;
 constexpr int MAX_MOVE_OVERHEAD_MS = 5000;
+constexpr int MAX_SYZYGY_PROBE_DEPTH = 100;
 
 // Restores the defaults (process start).
 void resetSettings(EngineSettings& settings);

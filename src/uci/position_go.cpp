@@ -100,6 +100,7 @@ void setupStartPosition(board::Position& pos) {
   board::setupFromFen(pos, board::START_FEN);
   board::chess960 |= engineSettings.chess960 != 0;
   search::searchLimits.movesPlayed = 0;
+  search::searchLimits.moveNumber = 1;
   rootPositionSet = true;
 }
 
@@ -129,7 +130,7 @@ board::Move legalMoveFromText(board::Position& pos, const char* text, int length
   return 0;
 }
 
-bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPlayed) {
+bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPlayed, int32_t* moveNumber) {
   const std::string_view text(line);
   if (!hasPrefix(text, "position", 8)) return false;
   Words words(text.substr(8));
@@ -157,6 +158,7 @@ bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPla
   }
   if (!board::setupFromFen(pos, fen)) return false;
   board::chess960 |= engineSettings.chess960 != 0;  // a Chess960 position is one whatever the option says
+  const int blackFirst = board::blackToMove(board::currentState(pos)) ? 1 : 0;
 
   int played = 0;
   Words moves(moveList);
@@ -167,6 +169,7 @@ bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPla
     ++played;
   }
   movesPlayed = played / 2;
+  if (moveNumber) *moveNumber = board::fenMoveNumber + (played + blackFirst) / 2;
   setRootCheckFlag(pos);
   return true;
 }
@@ -244,9 +247,10 @@ void parseGo(const char* line, board::Position& pos, search::SearchLimits& limit
 void handlePosition(const char* line) {
   search::stopSearch();
   if (!hashAllocated()) newGame();
-  int32_t movesPlayed = 0;
-  if (setupPositionLine(search::rootPosition(), line, movesPlayed)) {
+  int32_t movesPlayed = 0, moveNumber = 1;
+  if (setupPositionLine(search::rootPosition(), line, movesPlayed, &moveNumber)) {
     search::searchLimits.movesPlayed = movesPlayed;
+    search::searchLimits.moveNumber = moveNumber;
     rootPositionSet = true;
   } else if (!rootPositionSet) {
     setupStartPosition(search::rootPosition());
@@ -270,6 +274,10 @@ void handleGo(const char* line) {
   limits.multiPv = engineSettings.multiPv;
   limits.minSplitDepth = minSplitDepth;
   limits.syzygyProbeLimit = engineSettings.syzygyProbeLimit;
+  limits.syzygyProbeDepth = engineSettings.syzygyProbeDepth;
+  limits.syzygy50MoveRule = engineSettings.syzygy50MoveRule != 0;
+  limits.showWdl = engineSettings.showWdl != 0;
+  limits.analyseMode = engineSettings.analyseMode != 0;
   limits.moveOverheadMs = engineSettings.moveOverheadMs;
   limits.alwaysBestBookMove = engineSettings.alwaysBestBookMove != 0;
   // The log file is open exactly when Log was set at the last new game.

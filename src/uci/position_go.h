@@ -16,9 +16,10 @@ constexpr int HISTORY_LIMIT = 100;
 // Sets up pos from a "position" line (newline included or not): the start position or the FEN after
 // "fen", then the moves after "moves", collapsing the history at every irreversible move. A move
 // text that is not a legal move of the position reached ends the list. movesPlayed receives the
-// number of moves played, halved. Returns false, leaving pos and movesPlayed untouched, when the
-// line has no effect: nothing after "position", "fen" without text, or a FEN the board rejects.
-bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPlayed);
+// number of moves played, halved, and moveNumber (when given) the game's move number reached (the
+// FEN's plus the moves played). Returns false, leaving pos and both numbers untouched, when the line
+// has no effect: nothing after "position", "fen" without text, or a FEN the board rejects.
+bool setupPositionLine(board::Position& pos, const char* line, int32_t& movesPlayed, int32_t* moveNumber = nullptr);
 
 // The legal move of the current position whose UCI text is `text` (length characters, the
 // promotion letter in either case), with its check mark; 0 when there is none.

@@ -46,10 +46,7 @@ TEST(Fen, InvalidTextsAreRefusedAndLeaveThePositionAlone) {
 }
 
 TEST(Fen, ValidTextsAndDefaults) {
-  struct Case {
-    const char* fen;
-    const char* written;  // positionToFen of it
-  };
+  struct Case { const char* fen; const char* written; };  // written: positionToFen of fen
   const Case cases[] = {
       {board::START_FEN, board::START_FEN},
       {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1",

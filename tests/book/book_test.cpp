@@ -67,11 +67,7 @@ class BookTest : public ::testing::Test {
 };
 
 TEST(PolyglotKey, PublishedTestPositions) {
-  struct Case {
-    const char* fen;
-    const char* moves;
-    uint64_t key;
-  };
+  struct Case { const char* fen; const char* moves; uint64_t key; };
   const Case cases[] = {
       {board::START_FEN, "", 0x463b96181691fc9cULL},
       {board::START_FEN, "e2e4", 0x823c9b50fd114196ULL},
@@ -190,11 +186,7 @@ TEST_F(BookTest, LookupAndChoiceOnBuiltFiles) {
 }
 
 TEST_F(BookTest, MoveConversion) {
-  struct Case {
-    const char* fen;
-    const char* record;
-    const char* expected;
-  };
+  struct Case { const char* fen; const char* record; const char* expected; };
   const Case cases[] = {
       {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", "e1h1", "e1g1"},
       {"r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1", "e8h8", "e8g8"},
@@ -292,7 +284,8 @@ TEST_F(BookTest, RealBooksAreWalkedFromTheStartPosition) {
 }
 
 // Through the pipes: "go" on a book position prints "bestmove" at once with no "info" line; a book move
-// outside "searchmoves", "go ponder" and "go infinite" search instead; the log gets each "go" and its answer.
+// outside "searchmoves", "go ponder", "go infinite" and UCI_AnalyseMode search instead; the log gets each
+// "go" and its answer.
 TEST(E2EBook, AnswersAtOnceOnlyForGoAndLogsTheAnswer) {
   const std::string book = writeFile("my book.bin", encode({{START_KEY, "e2e4", 10}}));
   const std::string dir = testsupport::makeTempDir();
@@ -305,8 +298,10 @@ TEST(E2EBook, AnswersAtOnceOnlyForGoAndLogsTheAnswer) {
   ASSERT_TRUE(engine.waitFor("readyok"));  // after the tablebase count
   const std::pair<const char*, const char*> cases[] = {  // "go" line, the answer's first line
       {"go wtime 60000 btime 60000", "bestmove e2e4 "}, {"go depth 3 searchmoves g1f3", "info depth  1 "},
-      {"go ponder wtime 60000 btime 60000", "info depth  1 "}, {"go infinite", "info depth  1 "}};
+      {"go ponder wtime 60000 btime 60000", "info depth  1 "}, {"go infinite", "info depth  1 "},
+      {"go depth 2", "info depth  1 "}};  // with UCI_AnalyseMode
   for (const auto& [go, first] : cases) {
+    if (std::strcmp(go, "go depth 2") == 0) engine.send("setoption name UCI_AnalyseMode value true");
     engine.send(go);
     const bool stop = std::strstr(go, "ponder") || std::strstr(go, "infinite");  // no "bestmove" before "stop"
     std::vector<std::string> lines;

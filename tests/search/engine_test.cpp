@@ -118,10 +118,7 @@ TEST(E2ESearch, PonderhitAndStopEndPonderSearches) {
 TEST(E2ESearch, ClockLimitsFinishInTime) {
   EngineProcess engine;
   startEngine(engine);
-  struct Limit {
-    const char* go;
-    int64_t maxMs;
-  };
+  struct Limit { const char* go; int64_t maxMs; };
   for (const Limit limit : {Limit{"go movetime 1000", 2500}, Limit{"go wtime 2000 btime 2000", 2500},
                             Limit{"go wtime 300 btime 300 winc 100 binc 100", 1500},
                             Limit{"go btime 100", 1500}}) {
@@ -139,10 +136,7 @@ TEST(E2ESearch, ClockLimitsFinishInTime) {
 }
 
 TEST(E2ESearch, MatedOrStalematedRootPlaysTheNullMove) {
-  struct Case {
-    const char* position;
-    const char* info;
-  };
+  struct Case { const char* position; const char* info; };
   for (const Case c : {Case{"position fen R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", "info depth 0 score mate 0"},
                        Case{"position fen k7/2Q5/1K6/8/8/8/8/8 b - - 0 1", "info depth 0 score cp 0"}}) {
     EngineProcess engine;

@@ -7,6 +7,7 @@
 #include "search/limits.h"
 #include "search/search.h"
 #include "search/time_manager.h"
+#include "search/wdl.h"
 #include "search_helpers.h"
 
 namespace {
@@ -83,6 +84,18 @@ TEST(Search, RepetitionAndFiftyMoveDrawsScoreDrawScore) {
   searchtest::newGame();
   ASSERT_TRUE(setRoot("r2q3k/8/8/8/8/8/8/1N4K1 w - - 0 1"));
   EXPECT_LT(searchRoot(6).score, -2000);
+}
+
+// The wdl chances: summing to 1000, a negated score swaps win and loss, more score never fewer wins.
+TEST(WdlModel, SumSymmetryAndOrder) {
+  for (int moveNumber : {0, 1, 20, 40, 80, 120, 200}) {
+    for (int score = -4000, previousWin = 0; score <= 4000; score += 20) {
+      const search::WdlChances up = search::wdlChances(score, moveNumber), down = search::wdlChances(-score, moveNumber);
+      EXPECT_TRUE(up.win + up.draw + up.loss == 1000 && up.draw >= 0 && up.win == down.loss && up.loss == down.win &&
+                  up.win >= previousWin) << score << " " << moveNumber;
+      previousWin = up.win;
+    }
+  }
 }
 
 struct BudgetCase {

@@ -90,10 +90,7 @@ TEST_F(TablebaseRegistry, DamagedFilesAreRefused) {
 }
 
 TEST_F(TablebaseRegistry, CountsTheTablesOfEachPath) {
-  struct Case {
-    std::string path, printed;
-    int largest;
-  };
+  struct Case { std::string path, printed; int largest; };
   const std::string dir = testsupport::makeTempDir();
   writeFile(dir + "/KRvK.rtbw", readFile(data + "/syzygy/KRvK.rtbw"));
   const Case cases[] = {

@@ -12,6 +12,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "board/fen.h"
@@ -155,6 +156,17 @@ TEST_F(TablebaseProbe, RootFilterKeepsTheBestResult) {
     EXPECT_TRUE(!c.sameDistance || count < previousKept) << count;
     previousKept = count;
   }
+  // Without the fifty-move rule a win or loss that the count spoils scores as a win or loss.
+  for (const auto& [fen, rule, score] : {std::tuple{won + "99 1", true, 0},
+                                         {won + "99 1", false, 32700 + 15 * 2 - 100 * 1},
+                                         {"8/8/8/4K3/8/8/8/r3k3 w - - 99 1", true, 0},
+                                         {"8/8/8/4K3/8/8/8/r3k3 w - - 99 1", false, 100 * 1 - 15 * 2 - 32700}}) {
+    ASSERT_TRUE(board::setupFromFen(pos, fen));
+    board::Move moves[board::MAX_MOVES];
+    int count = int(board::generateLegalMoves(pos, moves) - moves), value = 1;
+    ASSERT_TRUE(tb::rootProbe(pos, moves, count, value, rule));
+    EXPECT_EQ(value, score) << fen << " " << rule;
+  }
 }
 
 TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
@@ -163,11 +175,7 @@ TEST_F(TablebaseProbe, ProbeToolPrintsValuesAndMoves) {
   const std::string pawnOnly = testsupport::makeTempDir();
   for (const char* suffix : {".rtbw", ".rtbz"})
     std::filesystem::copy_file(dir + "/KPvK" + suffix, pawnOnly + "/KPvK" + suffix);
-  struct Case {
-    std::string path;
-    const char* fen;
-    std::vector<std::string> lines;  // the first words of each line
-  };
+  struct Case { std::string path; const char* fen; std::vector<std::string> lines; };  // lines: their first words
   const Case cases[] = {
       {dir, "4k3/8/8/8/8/8/8/4K2R w - - 0 1", {"wdl 2", "dtz ", "moves "}},
       {dir, "8/8/8/8/8/8/8/K1k5 w - - 0 1", {"wdl 0", "dtz 0", "moves "}},
@@ -200,11 +208,7 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
   ASSERT_TRUE(engine.waitFor("readyok", 10000, &seen));
   EXPECT_EQ(seen, (std::vector<std::string>{"info string Found 35 tablebases.", "readyok"}));
   // The last "info" line (time and speed aside) pins the scores of tablebase hits, as the bench pins the search.
-  struct Case {
-    const char* fen;
-    int wdlAfterBest, probeLimit;
-    const char* last;
-  };
+  struct Case { const char* fen; int wdlAfterBest, probeLimit; const char* last; };
   constexpr int NOT_IN_TABLES = 9;  // the best move keeps five pieces
   const Case cases[] = {
       {"8/8/8/4k3/8/8/8/R3K3 w - - 0 1", -2, 6,  // KRvK won
@@ -243,6 +247,46 @@ TEST_F(E2ETablebase, PlaysMovesThatKeepTheResult) {
     int wdl = NOT_IN_TABLES, dtz = 0;
     if (c.wdlAfterBest != NOT_IN_TABLES) valuesAfter(move, wdl, dtz);
     EXPECT_EQ(wdl, c.wdlAfterBest) << c.fen << " " << *best;
+  }
+  engine.send("quit");
+  EXPECT_EQ(engine.waitExit(), 0);
+}
+
+// UCI_ShowWDL: every score carries the side to move's chances, summing to 1000 and leaning with the
+// score; mates and results the tables prove are certain. SyzygyProbeDepth above every depth the search
+// reaches leaves the tree without probes.
+TEST_F(E2ETablebase, WdlChancesAndProbeDepth) {
+  testsupport::EngineProcess engine;
+  engine.send("setoption name SyzygyPath value " + data + "/syzygy");
+  engine.send("setoption name UCI_ShowWDL value true");
+  struct Case { const char* fen; int probeDepth; const char* last; bool hits; };  // last: in the last "info"
+  const Case cases[] = {
+      {"8/8/8/4k3/8/8/8/R3K3 w - - 0 1", 1, " score mate 35 wdl 1000 0 0 pv ", true},   // proven win
+      {"8/8/3k4/8/8/3K4/R7/7r b - - 0 1", 1, " score cp    0 wdl 0 1000 0 pv ", true},  // proven draw
+      {"8/8/3k4/8/3r4/3N4/3Q4/3K4 b - - 0 1", 1, " wdl ", true},                     // five pieces, lost
+      {"8/8/3k4/8/3r4/3N4/3Q4/3K4 b - - 0 1", 7, " wdl ", false},
+      {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", 1, "info depth 0 score mate 0 wdl 0 0 1000", false},  // mated
+  };
+  const std::regex scored(" score (cp|mate) +(-?\\d+) wdl (\\d+) (\\d+) (\\d+) pv ");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fen);
+    engine.send("setoption name SyzygyProbeDepth value " + std::to_string(c.probeDepth));
+    engine.send(std::string("position fen ") + c.fen);
+    engine.send("go depth 6");
+    std::vector<std::string> lines;
+    ASSERT_TRUE(engine.waitFor("bestmove", 60000, &lines));
+    ASSERT_GT(lines.size(), 1u);
+    EXPECT_NE(lines[lines.size() - 2].find(c.last), std::string::npos) << lines[lines.size() - 2];
+    bool hits = false;
+    for (size_t i = 0; i + 1 < lines.size(); ++i) {
+      std::smatch m;
+      if (!std::regex_search(lines[i], m, scored)) continue;
+      hits |= lines[i].find(" tbhits           0 ") == std::string::npos;
+      const int score = std::stoi(m[2]), win = std::stoi(m[3]), draw = std::stoi(m[4]), loss = std::stoi(m[5]);
+      EXPECT_TRUE(win + draw + loss == 1000 && (score == 0 || (score > 0) == (win > loss)) &&
+                  (m[1] != "mate" || win == 1000 || loss == 1000)) << lines[i];
+    }
+    EXPECT_EQ(hits, c.hits);
   }
   engine.send("quit");
   EXPECT_EQ(engine.waitExit(), 0);

@@ -29,6 +29,10 @@ const std::vector<std::string> kIdentification = {
     "option name MultiPV type spin default 1 min 1 max 64",
     "option name Clear Hash type button",
     "option name UCI_Chess960 type check default false",
+    "option name UCI_ShowWDL type check default false",
+    "option name Syzygy50MoveRule type check default true",
+    "option name SyzygyProbeDepth type spin default 1 min 1 max 100",
+    "option name UCI_AnalyseMode type check default false",
     "uciok",
 };
 
@@ -95,6 +99,11 @@ TEST(Options, SetOptionTable) {
       {"setoption name Move Overhead value 9000\n", &uci::EngineSettings::moveOverheadMs, 5000},
       {"setoption name Move value 30\n", &uci::EngineSettings::moveOverheadMs, 50},
       {"setoption name MultiPV value 500\n", &uci::EngineSettings::multiPv, 64},
+      {"setoption name UCI_ShowWDL value true\n", &uci::EngineSettings::showWdl, 1},
+      {"setoption name Syzygy50MoveRule value false\n", &uci::EngineSettings::syzygy50MoveRule, 0},
+      {"setoption name SyzygyProbeDepth value 0\n", &uci::EngineSettings::syzygyProbeDepth, 1},
+      {"setoption name SyzygyProbeDepth value 101\n", &uci::EngineSettings::syzygyProbeDepth, 100},
+      {"setoption name UCI_AnalyseMode value true\n", &uci::EngineSettings::analyseMode, 1},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},

@@ -97,9 +97,10 @@ TEST(PositionCommand, LongReversibleLineKeepsTheNewestHundredRecords) {
   ASSERT_LT(line.size(), 4095u);
 
   Position pos;
-  int32_t played = 0;
-  ASSERT_TRUE(uci::setupPositionLine(pos, line.c_str(), played));
+  int32_t played = 0, moveNumber = 0;
+  ASSERT_TRUE(uci::setupPositionLine(pos, line.c_str(), played, &moveNumber));
   EXPECT_EQ(played, 300);
+  EXPECT_EQ(moveNumber, 301);
   ASSERT_EQ(board::stackIndex(pos), uci::HISTORY_LIMIT - 1);
   // Pieces, rights and keys are those of the start position, seen as a repetition; every kept record
   // matches the clean position of the same ply.
@@ -115,6 +116,8 @@ TEST(PositionCommand, LongReversibleLineKeepsTheNewestHundredRecords) {
   }
   board::Move list[board::MAX_MOVES];
   EXPECT_EQ(board::generateLegalMoves(pos, list) - list, 20);
+  ASSERT_TRUE(uci::setupPositionLine(pos, "position fen 8/8/8/8/8/8/8/K6k b - - 12 40 moves h1g2 a1b1", played, &moveNumber));
+  EXPECT_EQ(moveNumber, 41);  // Black moved first: White's 41st move is next
 }
 
 // The limits for the side to move and the root moves ("searchmoves", else every legal move, with
