@@ -13,6 +13,10 @@ struct EvalContext {
   int drawScore = 0;      // DrawScore option in internal units (centipawns * 4)
   int strength = 100;     // 1..100
   uint64_t rngState = 0x9E3779B97F4A7C15ULL;
+  // UCI_Elo's misjudgement: each position's evaluation is off by a fixed amount in -levelNoise..levelNoise
+  // that its key and levelSeed decide (0 = none).
+  int levelNoise = 0;
+  uint64_t levelSeed = 0;
 };
 
 constexpr int TEMPO = 27;

@@ -151,6 +151,14 @@ int evaluateImpl(board::Position& pos, int ply, EvalContext& context, EvalTrace*
     score += noise;
     if constexpr (TRACE) trace->noise = noise;
   }
+  if (context.levelNoise > 0) {
+    // The same position is misjudged the same way throughout a search, so the table stays coherent.
+    uint64_t h = (state.key ^ context.levelSeed) * 0x9E3779B97F4A7C15ULL;
+    h ^= h >> 31;
+    const int noise = int(h % uint64_t(2 * context.levelNoise + 1)) - context.levelNoise;
+    score += noise;
+    if constexpr (TRACE) trace->noise += noise;
+  }
 
   score = std::clamp(score, -SCORE_LIMIT, SCORE_LIMIT);
   if constexpr (TRACE) trace->score = score;

@@ -142,9 +142,11 @@ void driver() {
   prepareThreadTables(main);
   main.evalContext.drawScore = limits.drawScore;
   main.evalContext.strength = limits.strength;
+  main.evalContext.levelNoise = limits.levelNoise;
+  main.evalContext.levelSeed = root.key * 0xD6E8FEB86659FD93ULL;
   main.nodes.store(0, std::memory_order_relaxed);
   main.tbHits.store(0, std::memory_order_relaxed);
-  main.nextClockCheck = CLOCK_CHECK_INTERVAL;
+  main.nextClockCheck = limits.levelNodes ? LEVEL_CHECK_INTERVAL : CLOCK_CHECK_INTERVAL;
   limits.hardDeadlineArmed.store(0);
   lastSearch = SearchResult{};
 
@@ -345,7 +347,7 @@ void driver() {
                              (MATE + 1 - score) / 2 <= limits.mateLimit;
       ++depth;
       if ((time + limits.startMs >= limits.softDeadlineMs && !limits.pondering.load()) ||
-          depth >= limits.depthLimit || mateFound)
+          depth >= limits.depthLimit || mateFound || (limits.levelNodes && nodes >= limits.levelNodes))
         break;
       bumpCounter(main.nodes);
       if (depth <= 7 || isMateScore(score)) {

@@ -46,6 +46,11 @@ struct SearchLimits {
   bool syzygy50MoveRule = true;   // off: cursed wins and blessed losses count as wins and losses
   bool showWdl = false;           // "wdl W D L" after every score
   bool analyseMode = false;       // analysis: no book move
+  bool infinite = false;          // "go infinite"
+  // UCI_LimitStrength: the search stops after levelNodes nodes (0 = no level) and the evaluation
+  // misjudges each position by up to levelNoise.
+  uint64_t levelNodes = 0;
+  int levelNoise = 0;
   int moveOverheadMs = 0;
   bool alwaysBestBookMove = true;
   bool logEnabled = false;

@@ -60,9 +60,16 @@ uint64_t totalNodes() {
 }
 
 void checkClock(SearchThread& thread) {
-  thread.nextClockCheck = thread.nodes.load(std::memory_order_relaxed) + CLOCK_CHECK_INTERVAL;
-  if (searchLimits.pondering.load(std::memory_order_relaxed)) return;
+  // A strength level's budget can be a few dozen nodes: it is checked more often.
+  thread.nextClockCheck =
+      thread.nodes.load(std::memory_order_relaxed) + (searchLimits.levelNodes ? LEVEL_CHECK_INTERVAL : CLOCK_CHECK_INTERVAL);
   if (!searchLimits.hardDeadlineArmed.load(std::memory_order_relaxed)) return;
+  // The level's budget holds while pondering too; the move then waits for "ponderhit".
+  if (searchLimits.levelNodes != 0 && totalNodes() >= searchLimits.levelNodes) {
+    searchLimits.stopRequested.store(1, std::memory_order_relaxed);
+    return;
+  }
+  if (searchLimits.pondering.load(std::memory_order_relaxed)) return;
   if (searchLimits.nodeLimit != 0 && totalNodes() >= searchLimits.nodeLimit) {
     searchLimits.stopRequested.store(1, std::memory_order_relaxed);
     return;

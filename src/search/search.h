@@ -35,6 +35,7 @@ inline bool searchStopped(const SearchThread& thread) {
 
 // Each thread runs checkClock after every CLOCK_CHECK_INTERVAL nodes of its own.
 constexpr uint64_t CLOCK_CHECK_INTERVAL = 1024;
+constexpr uint64_t LEVEL_CHECK_INTERVAL = 16;
 
 // Raises stopRequested once past the hard deadline or once all threads together have searched
 // nodeLimit nodes; neither while pondering, nor before the first iteration has completed.

@@ -65,6 +65,9 @@ void printOptionLines(const EngineSettings& s) {
   platform::printLine("option name Syzygy50MoveRule type check default true\n");
   platform::printLine("option name SyzygyProbeDepth type spin default 1 min 1 max %d\n", MAX_SYZYGY_PROBE_DEPTH);
   platform::printLine("option name UCI_AnalyseMode type check default false\n");
+  platform::printLine("option name UCI_LimitStrength type check default false\n");
+  platform::printLine("option name UCI_Elo type spin default %d min %d max %d\n", search::UCI_ELO_DEFAULT,
+                      search::UCI_ELO_MIN, search::UCI_ELO_MAX);
 }
 
 bool setOption(EngineSettings& s, const char* line) {
@@ -138,6 +141,10 @@ bool setOption(EngineSettings& s, const char* line) {
     s.syzygyProbeDepth = clampSpin(value, 1, MAX_SYZYGY_PROBE_DEPTH);
   } else if (is("UCI_AnalyseMode")) {
     s.analyseMode = checked;
+  } else if (is("UCI_LimitStrength")) {
+    s.limitStrength = checked;
+  } else if (is("UCI_Elo")) {
+    s.uciElo = clampSpin(value, search::UCI_ELO_MIN, search::UCI_ELO_MAX);
   }
   return false;
 }

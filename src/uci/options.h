@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdint>
 
+#include "search/strength.h"
+
 namespace uci {
 
 constexpr int OPTION_TEXT_SIZE = 256;  // string options keep at most 255 characters
@@ -27,6 +29,8 @@ struct EngineSettings {
   int32_t syzygy50MoveRule = 1;  // off: a win or loss the fifty-move rule spoils still counts as one
   int32_t syzygyProbeDepth = 1;  // the least depth left at which the tree probes the tablebases
   int32_t analyseMode = 0;       // UCI_AnalyseMode: the GUI analyses, so the book stays closed
+  int32_t limitStrength = 0;     // UCI_LimitStrength: play at the level UCI_Elo names
+  int32_t uciElo = search::UCI_ELO_DEFAULT;
 };
 
 extern EngineSettings engineSettings;

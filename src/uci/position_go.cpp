@@ -11,6 +11,7 @@
 #include "board/movegen.h"
 #include "board/queries.h"
 #include "platform/clock.h"
+#include "search/strength.h"
 #include "platform/log_file.h"
 #include "search/driver.h"
 #include "search/thread.h"
@@ -184,6 +185,7 @@ void parseGo(const char* line, board::Position& pos, search::SearchLimits& limit
   limits.clockGiven = false;
   limits.rootMoveCount = 0;
   limits.pondering = 0;
+  limits.infinite = false;
   limits.stopRequested = 0;
   limits.singleRootMove = 0;
 
@@ -222,6 +224,7 @@ void parseGo(const char* line, board::Position& pos, search::SearchLimits& limit
       clockKeyword(true, limits.timeMs);
     } else if (hasPrefix(word, "infinite", 8)) {
       limits.pondering = 1;
+      limits.infinite = true;
     } else if (hasPrefix(word, "nodes", 5)) {
       // 0 or a negative count sets no limit.
       if (hasValue) limits.nodeLimit = uint64_t(std::max<int64_t>(wordValue64(words.next()), 0));
@@ -279,6 +282,19 @@ void handleGo(const char* line) {
   limits.showWdl = engineSettings.showWdl != 0;
   limits.analyseMode = engineSettings.analyseMode != 0;
   limits.moveOverheadMs = engineSettings.moveOverheadMs;
+  // A strength level weakens play, never analysis: not "go infinite", "go nodes", "go mate" or MultiPV.
+  // It replaces the Strength option and searches with one thread, so every Threads setting meets the
+  // same opponent.
+  limits.levelNodes = 0;
+  limits.levelNoise = 0;
+  if (engineSettings.limitStrength && !limits.infinite && limits.nodeLimit == 0 && limits.mateLimit == 0 &&
+      limits.multiPv == 1) {
+    const search::StrengthLevel level = search::levelForElo(engineSettings.uciElo);
+    limits.levelNodes = level.nodes;
+    limits.levelNoise = level.noise;
+    limits.strength = 100;
+    limits.threads = 1;
+  }
   limits.alwaysBestBookMove = engineSettings.alwaysBestBookMove != 0;
   // The log file is open exactly when Log was set at the last new game.
   limits.logEnabled = platform::logIsOpen();

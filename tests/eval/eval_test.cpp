@@ -2,6 +2,7 @@
 // and file symmetry, the untouched record and the pawn cache.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <tuple>
@@ -92,6 +93,22 @@ TEST(EvaluateFrame, StrengthNoiseOnlyAtFiftyAndBelowAndTheMateBound) {
     }
     EXPECT_TRUE(strength > 50 ? seen.size() == 1 : seen.size() > 50) << strength;
   }
+  // UCI_Elo's noise: fixed for a position and a seed, within -levelNoise..levelNoise, centred, and it
+  // differs between positions and between seeds.
+  std::set<int> offsets;
+  int sum = 0;
+  for (uint64_t seed = 1; seed <= 200; ++seed) {
+    eval::EvalContext context;
+    context.levelNoise = 100;
+    context.levelSeed = seed * 0x9E3779B97F4A7C15ULL;
+    const int value = eval::evaluate(*pos, 0, context);
+    EXPECT_EQ(eval::evaluate(*pos, 0, context), value);
+    EXPECT_LE(std::abs(value - base), 100);
+    offsets.insert(value - base);
+    sum += value - base;
+  }
+  EXPECT_GT(offsets.size(), 80u);
+  EXPECT_LT(std::abs(sum), 200 * 20);
   // Nine queens against a bare king leave the 16-bit range of the kept sums: the result keeps its
   // sign and stays a plain score, with and without the noise.
   for (const auto& [fen, sign] : {std::pair{"1QQQQQQQ/QQ6/8/8/8/8/8/K6k b - - 0 1", -1},

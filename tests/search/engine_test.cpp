@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "board/board_test_util.h"
+#include "search/strength.h"
 #include "support/engine_process.h"
 
 namespace {
@@ -321,6 +322,67 @@ TEST(E2EAnalysis, GoMateStopsOnceTheMateIsFound) {
     });
     if (mateLines >= 0) { EXPECT_EQ(mates, mateLines); }
   }
+}
+
+// UCI_LimitStrength with UCI_Elo: a level searches a fixed budget of nodes whatever the clock and the
+// thread count, the options count in either order at "go", and analysis is never weakened.
+TEST(E2EStrength, LevelsBudgetPlayButNotAnalysis) {
+  // The last info line without its clock fields, then the bestmove line.
+  auto search = [](EngineProcess& engine, const std::vector<std::string>& options, const std::string& go) {
+    for (const std::string& option : options) engine.send("setoption name " + option);
+    engine.send("position startpos moves e2e4 e7e5 g1f3");
+    engine.send(go);
+    if (go == "go infinite") {
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+      engine.send("stop");
+    }
+    std::vector<std::string> lines;
+    const auto best = engine.waitFor("bestmove", 30000, &lines);
+    const std::vector<std::string> infos = infoLines(lines);
+    if (!best || infos.empty()) return std::string("<none>");
+    return std::regex_replace(infos.back(), std::regex(" (time|nps) +\\d+"), "") + " / " + *best;
+  };
+  auto nodes = [](const std::string& result) { return std::stoull(result.substr(result.find(" nodes ") + 7)); };
+  const std::string clock = "go wtime 10000 btime 10000 winc 100 binc 100";
+  const std::string low = "UCI_Elo value 1000", on = "UCI_LimitStrength value true";
+  struct Case {
+    std::vector<std::string> options;
+    std::string go;
+  };
+  const Case cases[] = {
+      {{}, clock},                                    // 0: full strength
+      {{low, on}, clock},                             // 1: the weakest level
+      {{on, low}, clock},                             // 2: the other order
+      {{on, "UCI_Elo value 5"}, clock},               // 3: clamped to the weakest
+      {{on, low, "Threads value 2"}, clock},          // 4: two threads, the same level
+      {{on, low}, "go depth 20"},                     // 5: a depth limit is still a move to play
+      {{on, "UCI_Elo value 2000"}, clock},            // 6: a strong level
+      {{low}, "go depth 6"},                          // 7: UCI_Elo alone changes nothing
+      {{}, "go depth 6"},                             // 8
+      {{on, low}, "go infinite"},                     // 9: analysis runs on
+      {{on, low}, "go nodes 20000"},                  // 10
+      {{}, "go nodes 20000"},                         // 11
+  };
+  std::vector<std::string> results;
+  for (const Case& c : cases) {
+    EngineProcess engine;
+    startEngine(engine);
+    results.push_back(search(engine, c.options, c.go));
+    ASSERT_NE(results.back(), "<none>") << c.go;
+  }
+  const uint64_t weakest = search::levelForElo(1000).nodes, strong = search::levelForElo(2000).nodes;
+  EXPECT_EQ(results[2], results[1]);
+  EXPECT_EQ(results[3], results[1]);
+  EXPECT_EQ(results[4], results[1]);
+  EXPECT_EQ(results[5], results[1]);
+  // The first iteration always completes, so that there is a move to play.
+  EXPECT_TRUE(nodes(results[1]) <= weakest || results[1].rfind("info depth  1 ", 0) == 0) << results[1];
+  EXPECT_LT(nodes(results[1]) * 10, nodes(results[6]));
+  EXPECT_LE(nodes(results[6]), strong);
+  EXPECT_LT(nodes(results[1]) * 10, nodes(results[0]));
+  EXPECT_EQ(results[7], results[8]);
+  EXPECT_GT(nodes(results[9]), 100 * weakest);
+  EXPECT_EQ(results[10], results[11]);
 }
 
 }  // namespace

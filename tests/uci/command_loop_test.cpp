@@ -33,6 +33,8 @@ const std::vector<std::string> kIdentification = {
     "option name Syzygy50MoveRule type check default true",
     "option name SyzygyProbeDepth type spin default 1 min 1 max 100",
     "option name UCI_AnalyseMode type check default false",
+    "option name UCI_LimitStrength type check default false",
+    "option name UCI_Elo type spin default 1500 min 1000 max 2100",
     "uciok",
 };
 
@@ -104,6 +106,10 @@ TEST(Options, SetOptionTable) {
       {"setoption name SyzygyProbeDepth value 0\n", &uci::EngineSettings::syzygyProbeDepth, 1},
       {"setoption name SyzygyProbeDepth value 101\n", &uci::EngineSettings::syzygyProbeDepth, 100},
       {"setoption name UCI_AnalyseMode value true\n", &uci::EngineSettings::analyseMode, 1},
+      {"setoption name UCI_LimitStrength value true\n", &uci::EngineSettings::limitStrength, 1},
+      {"setoption name UCI_Elo value 1234\n", &uci::EngineSettings::uciElo, 1234},
+      {"setoption name UCI_Elo value -7\n", &uci::EngineSettings::uciElo, 1000},
+      {"setoption name UCI_Elo value 3000\n", &uci::EngineSettings::uciElo, 2100},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},
