@@ -1,25 +1,26 @@
 #!/usr/bin/env bash
-# Runs the UCI_Elo calibration: each anchor level of src/search/strength.cpp against the reference at
-# the Elo it is meant to play, under tools/strength_match.sh (10+0.1, two games at once). Anchors from
-# 1350 up play Debian's stockfish 15.1 with UCI_LimitStrength; the ones below play Tesmar's own next
-# anchor up. Each match's summary goes to $DIR/<level>.out and its games to $DIR/<level>.pgn; the
-# measured Elo of an anchor is its reference's Elo plus the difference fastchess reports.
-#   tools/strength_ladder.sh ENGINE OPENINGS.epd DIR [GAMES=80]
+# Runs the UCI_Elo calibration at the numbers a user sets: each level against the reference at the
+# Elo it is meant to play, under tools/strength_match.sh (two games at once). From 1350 up the
+# reference is Debian's stockfish 15.1 with UCI_LimitStrength at the same number, so a level is right
+# when it scores about 50 %; below 1350 a level plays Tesmar's own level above it, already measured,
+# and is right when it scores what the 400-point logistic expects. Then two levels are checked at
+# 3+0.03 and at 30+0.3 against the same reference. Each match's summary goes to $DIR/<name>.out and
+# its games to $DIR/<name>.pgn; tools/strength_fit.py turns the games into Elos.
+#   tools/strength_ladder.sh ENGINE OPENINGS.epd DIR [GAMES=70] [CHECK_GAMES=40]
 # ENGINE should be a copy of the binary, so that a rebuild cannot change it during the run.
 set -euo pipefail
-engine=$1 openings=$2 dir=$3 games=${4:-80}
+engine=$1 openings=$2 dir=$3 games=${4:-70} checkGames=${5:-40}
 here=$(dirname "$0")
 mkdir -p "$dir"
-run() {  # level reference-level [REF]
-  echo "== $1 against ${3:-sf} $2 ($(date +%H:%M))"
-  REF=${3:-sf} OUT="$dir/$1" "$here/strength_match.sh" "$engine" "$openings" "$1" "$2" "$games" | tee "$dir/$1.out"
+run() {  # name level reference-level games time-control [REF]
+  echo "== $2 against ${6:-sf} $3 at $5 ($(date +%H:%M))"
+  REF=${6:-sf} OUT="$dir/$1" "$here/strength_match.sh" "$engine" "$openings" "$2" "$3" "$4" "$5" \
+    | tee "$dir/$1.out"
 }
-# The anchors under their current labels, each against the reference at its own number (the first
-# pass, under the provisional labels, is in tools/strength_data.md).
-run 2100 2100   # UCI_ELO_MAX: full strength
-run 1975 1975
-run 1960 1960
-run 1740 1740
-run 1460 1460
-run 1000 1460 tesmar   # UCI_ELO_MIN, between the 750 and 1460 anchors
-run 750 1000 tesmar
+for elo in 2100 1950 1800 1650 1500 1350; do run "$elo" $elo $elo "$games" 10+0.1; done
+run 1200 1200 1350 "$games" 10+0.1 tesmar
+run 1000 1000 1200 "$games" 10+0.1 tesmar
+for elo in 1350 1800; do
+  run "$elo-tc3" $elo $elo "$checkGames" 3+0.03
+  run "$elo-tc30" $elo $elo "$checkGames" 30+0.3
+done

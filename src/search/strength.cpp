@@ -8,21 +8,25 @@ namespace search {
 
 namespace {
 
-// Calibrated anchors, weakest first: the Elo that each (nodes, noise) pair scored at 10+0.1 on the
-// scale of Debian's stockfish 15.1 with UCI_LimitStrength (from 1350 up), the two weakest against the
-// anchor above them (tools/strength_ladder.sh played the games, tools/strength_fit.py turned them into
-// these Elos; tools/strength_data.md has the figures). The last anchor is full strength (no budget).
+// Calibrated anchors, weakest first: the Elo of each (nodes, noise) pair at 10+0.1 on the scale of
+// Debian's stockfish 15.1 with UCI_LimitStrength. From 1470 up the Elos lie on the line Elo = 765.7 +
+// 76.8 * log2(nodes) fitted through levels that each played stockfish at about its own number (the
+// reference's strength rises in steps of whole search depths, so single matches scatter about the
+// line); the three below chain down from the 577-node level through matches of Tesmar's own levels.
+// tools/strength_ladder.sh plays the games, tools/strength_fit.py fits them, tools/strength_data.md
+// has the figures. The last anchor is full strength (no budget); its node count only shapes the
+// interpolation toward it, where the line puts full strength at 10+0.1.
 // Between anchors the node budget is interpolated geometrically and the noise linearly.
 struct Anchor {
   int elo;
   double nodes;
   int noiseCp;
 };
-constexpr double FULL_STRENGTH_NODES = 1e6;  // stands for full strength when interpolating toward it
+constexpr double FULL_STRENGTH_NODES = 560000;
 constexpr Anchor ANCHORS[] = {
-    {270, 50, 220},     {750, 200, 100},    {1460, 700, 40},
-    {1740, 3000, 10},   {1960, 12000, 0},   {1975, 60000, 0},
-    {UCI_ELO_MAX, FULL_STRENGTH_NODES, 0},
+    {783, 200, 100},  {1177, 311, 79},  {1368, 442, 62},   {1470, 577, 49},
+    {1515, 862, 36},  {1601, 1879, 20}, {1695, 4378, 7},   {1799, 11267, 0},
+    {1985, 60000, 0}, {UCI_ELO_MAX, FULL_STRENGTH_NODES, 0},
 };
 static_assert(ANCHORS[0].elo <= UCI_ELO_MIN);
 

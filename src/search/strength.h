@@ -7,7 +7,7 @@
 namespace search {
 
 constexpr int UCI_ELO_MIN = 1000;
-constexpr int UCI_ELO_MAX = 2100;  // where full strength measured: no level
+constexpr int UCI_ELO_MAX = 2150;  // where full strength measured: no level
 constexpr int UCI_ELO_DEFAULT = 1500;
 
 struct StrengthLevel {

@@ -34,7 +34,7 @@ const std::vector<std::string> kIdentification = {
     "option name SyzygyProbeDepth type spin default 1 min 1 max 100",
     "option name UCI_AnalyseMode type check default false",
     "option name UCI_LimitStrength type check default false",
-    "option name UCI_Elo type spin default 1500 min 1000 max 2100",
+    "option name UCI_Elo type spin default 1500 min 1000 max 2150",
     "uciok",
 };
 
@@ -109,7 +109,7 @@ TEST(Options, SetOptionTable) {
       {"setoption name UCI_LimitStrength value true\n", &uci::EngineSettings::limitStrength, 1},
       {"setoption name UCI_Elo value 1234\n", &uci::EngineSettings::uciElo, 1234},
       {"setoption name UCI_Elo value -7\n", &uci::EngineSettings::uciElo, 1000},
-      {"setoption name UCI_Elo value 3000\n", &uci::EngineSettings::uciElo, 2100},
+      {"setoption name UCI_Elo value 3000\n", &uci::EngineSettings::uciElo, 2150},
       // Ponder and unknown names change nothing; letter case of names counts.
       {"setoption name Ponder value false\n", &uci::EngineSettings::hashMb, 256},
       {"setoption name hash value 4\n", &uci::EngineSettings::hashMb, 256},
