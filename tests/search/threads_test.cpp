@@ -2,6 +2,7 @@
 // Suites whose name contains "Threads" are the ones to run under ThreadSanitizer.
 #include <gtest/gtest.h>
 
+#include <string_view>
 #include <vector>
 
 #include "search/threads.h"
@@ -19,16 +20,9 @@ struct Threads {
 };
 
 Threads threadsFrom(const char* text) {
+  constexpr int codes[] = {THREAD_IDLE, THREAD_WORKING, THREAD_BOOKED, THREAD_STARTING, THREAD_WAITING};
   Threads t;
-  for (; text[t.count]; ++t.count) {
-    switch (text[t.count]) {
-      case 'I': t.states[t.count] = THREAD_IDLE; break;
-      case 'W': t.states[t.count] = THREAD_WORKING; break;
-      case 'B': t.states[t.count] = THREAD_BOOKED; break;
-      case 'S': t.states[t.count] = THREAD_STARTING; break;
-      default: t.states[t.count] = THREAD_WAITING; break;
-    }
-  }
+  for (; text[t.count]; ++t.count) t.states[t.count] = codes[std::string_view("IWBSw").find(text[t.count])];
   return t;
 }
 
@@ -65,22 +59,10 @@ TEST(ThreadsBooking, ChoosesIdleThreadsAndHelpersOfWaitingOwners) {
     EXPECT_EQ(chooseWorkers(c.self, t.count, t.states, t.latest, c.processors), c.expected)
         << c.states << " self " << c.self << " processors " << c.processors;
   }
-}
-
-TEST(ThreadsBooking, SplitNeedsThreadsDepthAndAFreeSlot) {
-  struct Case {
-    int threads, depth, minSplitDepth, used;
-    bool expected;
-  };
-  const Case cases[] = {
-      {1, 20, 3, 0, false},  // one thread never splits
-      {2, 4, 4, 0, true},    {2, 3, 4, 0, false},  // with two threads nodes of depth 3 never split
-      {4, 5, 5, 7, true},    {4, 5, 5, 8, false},  // eight nested split points per thread at most
-      {64, 9, 9, 0, true},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(maySplit(c.threads, c.depth, c.minSplitDepth, c.used), c.expected)
-        << c.threads << " threads, depth " << c.depth << ", " << c.used << " in use";
+  // A split also needs two threads, and a free slot of the eight nested split points a thread has.
+  EXPECT_FALSE(maySplit(1, 20, 3, 0));
+  EXPECT_TRUE(maySplit(4, 5, 5, 7));
+  EXPECT_FALSE(maySplit(4, 5, 5, 8));
 }
 
 }  // namespace

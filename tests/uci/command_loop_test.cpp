@@ -129,15 +129,4 @@ TEST(Options, SetOptionTable) {
   }
 }
 
-TEST(Options, MinSplitDepthFollowsThreads) {
-  const std::pair<const char*, int> cases[] = {{"1", 3}, {"2", 4}, {"3", 4}, {"4", 5},
-                                               {"8", 6}, {"15", 6}, {"64", 9}};
-  for (const auto& [threads, depth] : cases) {
-    uci::EngineSettings settings;
-    uci::setOption(settings, (std::string("setoption name Threads value ") + threads + "\n").c_str());
-    EXPECT_EQ(uci::minSplitDepth, depth) << threads;
-  }
-  uci::resetSettings(uci::engineSettings);
-}
-
 }  // namespace
