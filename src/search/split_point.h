@@ -78,22 +78,10 @@ constexpr bool maySplit(int threadCount, int depth, int minSplitDepth, int split
 
 // The workers mask of a new split point of thread `self`: its own bit plus the available threads in
 // ascending order while the mask has fewer than MAX_SPLIT_POINT_THREADS bits. states[j] and
-// latestWorkers[j] are thread j's state and the workers of its most recent split point. With more
-// threads than the machine has processors (`processors`; 0 when unknown), a split books no more
-// helpers than there are processors without a searching thread: a thread that gets no processor
-// only makes the others wait for it.
-constexpr uint64_t chooseWorkers(int self, int threadCount, const int* states,
-                                 const uint64_t* latestWorkers, int processors = 0) {
-  int limit = MAX_SPLIT_POINT_THREADS;
-  if (processors > 0) {
-    int searching = 1;  // the splitting thread
-    for (int j = 0; j < threadCount; ++j)
-      if (j != self && (states[j] & (THREAD_WORKING | THREAD_BOOKED)) != 0) ++searching;
-    const int spare = processors > searching ? processors - searching : 0;
-    if (1 + spare < limit) limit = 1 + spare;
-  }
+// latestWorkers[j] are thread j's state and the workers of its most recent split point.
+constexpr uint64_t chooseWorkers(int self, int threadCount, const int* states, const uint64_t* latestWorkers) {
   uint64_t mask = uint64_t(1) << self;
-  for (int j = 0; j < threadCount && platform::popcount(mask) < limit; ++j)
+  for (int j = 0; j < threadCount && platform::popcount(mask) < MAX_SPLIT_POINT_THREADS; ++j)
     if (j != self && isAvailable(self, states[j], latestWorkers[j])) mask |= uint64_t(1) << j;
   return mask;
 }

@@ -18,24 +18,28 @@ std::mutex splitLock;
 std::atomic<uint64_t> splitsMade{0};
 std::atomic<uint64_t> helpersReleased{0};
 std::atomic<uint64_t> waitsParked{0};
+int processorOverride = -1;
 
 namespace {
 
 // Set by startThreads before any helper exists and reset by stopThreads after all have been joined,
 // so that every search thread reads them without a lock.
 int activeThreads = 1;  // search threads of the running search, thread 0 included
+// The threads that splits may book: threads 0 .. searchers - 1. With more threads than processors the
+// rest are created but stay parked, because a searching thread without a processor only makes the
+// others wait for it; the search then splits exactly as it would with one thread per processor.
+int searchers = 1;
 int splitDepth = 64;    // the least depth of a node that may be split
 // How long a wait spins before it parks: a hand-over between threads that each have a processor
 // takes well under this; a longer wait means the thread waited for is not running (the machine is
 // busy) or has a long subtree to finish, and the processor is better given away.
-int64_t spinNs = 0;
-int processors = 0;  // the machine's hardware threads, 0 when unknown
 constexpr int64_t SPIN_NS = 20000;
-constexpr int64_t SPIN_NS_OVERSUBSCRIBED = 2000;
 
 // Longest sleep of a parked thread between checks of its condition: a lost wake-up can cost no
-// more, and a waiter also reads the clock at that pace.
+// more, and a waiter also reads the clock at that pace. A thread that is never booked sleeps
+// longer: only the end of the search wakes it.
 constexpr int64_t PARK_TIMEOUT_US = 1000;
+constexpr int64_t UNBOOKED_PARK_TIMEOUT_US = 100000;
 
 int64_t steadyNs() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -43,11 +47,12 @@ int64_t steadyNs() {
       .count();
 }
 
-// Waits until done() holds: spins for spinNs, then parks until wake() or the timeout.
+// Waits until done() holds: spins for SPIN_NS, then parks until wake() or the timeout.
 template <class Condition>
 void waitUntil(SearchThread& thread, Condition done) {
   if (done()) return;
-  const int64_t spinEnd = steadyNs() + spinNs;
+  const int64_t spinEnd = steadyNs() + SPIN_NS;
+  const int64_t timeoutUs = thread.index < searchers ? PARK_TIMEOUT_US : UNBOOKED_PARK_TIMEOUT_US;
   for (int i = 1;; ++i) {
     platform::cpuPause();
     if (done()) return;
@@ -60,7 +65,7 @@ void waitUntil(SearchThread& thread, Condition done) {
     // Pairs with the fence in wake(): either the waker sees `parked` or this check sees its change.
     std::atomic_thread_fence(std::memory_order_seq_cst);
     if (done()) break;
-    platform::parkWhile(thread.wakeWord, word, PARK_TIMEOUT_US);
+    platform::parkWhile(thread.wakeWord, word, timeoutUs);
     thread.parked.store(0, std::memory_order_relaxed);
     if (done()) return;
     // A waiter reads the clock too, so that a hard deadline is noticed even while the threads that
@@ -118,10 +123,8 @@ void idleLoop(SearchThread& thread) {
 
 void startThreads(int threadCount) {
   threadCount = std::clamp(threadCount, 1, MAX_THREADS);
-  const unsigned hardware = std::thread::hardware_concurrency();
-  processors = int(std::min(hardware, unsigned(MAX_THREADS)));
-  // More threads than processors: a waiter hardly ever sees its hand-over within a spin.
-  spinNs = hardware != 0 && unsigned(threadCount) > hardware ? SPIN_NS_OVERSUBSCRIBED : SPIN_NS;
+  const int processors = processorOverride >= 0 ? processorOverride
+                                      : int(std::min(std::thread::hardware_concurrency(), unsigned(MAX_THREADS)));
 
   SearchThread& main = searchThreads[0];
   main.splitPoint.store(nullptr);
@@ -130,7 +133,8 @@ void startThreads(int threadCount) {
   main.state.store(THREAD_WORKING);
 
   activeThreads = threadCount;
-  splitDepth = 3 + platform::floorLog2(uint64_t(threadCount));
+  searchers = processors > 0 ? std::min(threadCount, processors) : threadCount;
+  splitDepth = 3 + platform::floorLog2(uint64_t(searchers));
   for (int i = 1; i < threadCount; ++i) {
     SearchThread& helper = searchThreads[i];
     helper.index = i;
@@ -160,6 +164,7 @@ void stopThreads() {
   for (int i = 1; i < activeThreads; ++i)
     if (searchThreads[i].handle.joinable()) searchThreads[i].handle.join();
   activeThreads = 1;
+  searchers = 1;
   splitDepth = 64;
   searchThreads[0].state.store(THREAD_IDLE);
 }
@@ -210,10 +215,10 @@ void splitPointLoop(SearchThread& thread, SplitPoint& sp) {
 bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, int depth,
               int& alpha, int beta, int staticEval, int nullAllowed, int moveCount,
               board::Move& bestMove) {
-  if (!maySplit(activeThreads, depth, splitDepth, thread.nextSplitPoint)) return false;
+  if (!maySplit(searchers, depth, splitDepth, thread.nextSplitPoint)) return false;
   // A look without the lock first: most offers find every other thread busy.
   bool anyFree = false;
-  for (int j = 0; j < activeThreads && !anyFree; ++j) {
+  for (int j = 0; j < searchers && !anyFree; ++j) {
     const int state = searchThreads[j].state.load(std::memory_order_relaxed);
     anyFree = j != thread.index && (state == THREAD_IDLE || state == THREAD_WAITING);
   }
@@ -222,7 +227,7 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
   splitLock.lock();
   int states[MAX_THREADS];
   uint64_t latestWorkers[MAX_THREADS];
-  for (int j = 0; j < activeThreads; ++j) {
+  for (int j = 0; j < searchers; ++j) {
     const SearchThread& other = searchThreads[j];
     states[j] = other.state.load(std::memory_order_acquire);
     latestWorkers[j] = states[j] == THREAD_WAITING && other.nextSplitPoint > 0
@@ -230,7 +235,7 @@ bool trySplit(SearchThread& thread, MovePicker& picker, int nodeType, int ply, i
                            : 0;
   }
   const uint64_t self = uint64_t(1) << thread.index;
-  const uint64_t workers = chooseWorkers(thread.index, activeThreads, states, latestWorkers, processors);
+  const uint64_t workers = chooseWorkers(thread.index, searchers, states, latestWorkers);
   if (workers == self) {
     splitLock.unlock();
     return false;

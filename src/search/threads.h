@@ -15,8 +15,13 @@ extern std::atomic<uint64_t> helpersReleased;
 // Waits that outlasted their spin and parked the thread (diagnostics and tests).
 extern std::atomic<uint64_t> waitsParked;
 
+// The processor count that startThreads assumes instead of the machine's when 0 or more (0: unknown,
+// every thread may search); tests set it to exercise many searching threads on a small machine.
+extern int processorOverride;
+
 // Prepares thread 0 for a search (working, no split point) and starts threadCount - 1 helpers in
-// their idle loop; returns once every helper has started.
+// their idle loop; returns once every helper has started. With more threads than processors, only
+// the first `processors` threads ever search; the others stay parked until the search ends.
 void startThreads(int threadCount);
 // Asks every helper to leave, joins them, and leaves thread 0 idle.
 void stopThreads();

@@ -32,7 +32,6 @@ TEST(ThreadsBooking, ChoosesIdleThreadsAndHelpersOfWaitingOwners) {
     int self;
     std::vector<std::pair<int, uint64_t>> latestWorkers;  // thread, workers of its latest split point
     uint64_t expected;
-    int processors = 0;
   };
   const Case cases[] = {
       // Nobody else is idle: the mask holds only the splitting thread, so no split is made.
@@ -46,18 +45,12 @@ TEST(ThreadsBooking, ChoosesIdleThreadsAndHelpersOfWaitingOwners) {
       {"wW", 1, {{0, 0b01}}, 0b10},
       {"wW", 1, {{0, 0b11}}, 0b11},
       {"wIW", 2, {{0, 0b011}}, 0b110},
-      // More threads than processors: no more searching threads than processors.
-      {"WIII", 0, {}, 0b0011, 2},
-      {"WWII", 0, {}, 0b0001, 2},
-      {"WBII", 0, {}, 0b0001, 2},
-      {"wWII", 1, {{0, 0b11}}, 0b0011, 2},
-      {"IIWIII", 2, {}, 0b001111, 4},
   };
   for (const Case& c : cases) {
     Threads t = threadsFrom(c.states);
     for (const auto& [thread, workers] : c.latestWorkers) t.latest[thread] = workers;
-    EXPECT_EQ(chooseWorkers(c.self, t.count, t.states, t.latest, c.processors), c.expected)
-        << c.states << " self " << c.self << " processors " << c.processors;
+    EXPECT_EQ(chooseWorkers(c.self, t.count, t.states, t.latest), c.expected)
+        << c.states << " self " << c.self;
   }
   // A split also needs two threads, and a free slot of the eight nested split points a thread has.
   EXPECT_FALSE(maySplit(1, 20, 3, 0));
