@@ -114,22 +114,30 @@ int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, i
     } else {
       m = moves.next(pos, inCheck, depth);
       if (!m) break;
-      if (withoutCheck(m) == hash || leavesKingAttacked(pos, m)) continue;
-      if (m & (MOVE_CAPTURE | MOVE_PROMOTION))
-        markCheckCapture(pos, m);
-      else if (inCheck)
-        markCheckQuiet(pos, m);
+      if (withoutCheck(m) == hash) continue;
     }
-    ++legal;
 
     if (inCheck) {
+      if (!isHash) {
+        if (leavesKingAttacked(pos, m)) continue;
+        if (m & (MOVE_CAPTURE | MOVE_PROMOTION))
+          markCheckCapture(pos, m);
+        else
+          markCheckQuiet(pos, m);
+      }
+      ++legal;
       if (legal > 1 && !isMateScore(alpha) && movePiece(m) != KING && staticExchange(s, m) <= 0)
         continue;
     } else {
-      if (nodeType != NODE_PV && (m & (MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CHECK)) == MOVE_CAPTURE &&
-          !isHash && eval::PieceValue[moveCaptured(m)] + DELTA_MARGIN + staticEval < alpha &&
-          !isMateScore(alpha))
-        continue;
+      // Out of check the pruning rules come first: a pruned move needs neither the legality test
+      // nor its check flag, except a capture that only a check would keep.
+      bool checkKnown = isHash || !(m & (MOVE_CAPTURE | MOVE_PROMOTION));
+      if (nodeType != NODE_PV && (m & (MOVE_CAPTURE | MOVE_PROMOTION)) == MOVE_CAPTURE && !isHash &&
+          eval::PieceValue[moveCaptured(m)] + DELTA_MARGIN + staticEval < alpha && !isMateScore(alpha)) {
+        markCheckCapture(pos, m);
+        checkKnown = true;
+        if (!(m & MOVE_CHECK)) continue;
+      }
       if (m & (MOVE_CAPTURE | MOVE_PROMOTION)) {
         const int piece = movePiece(m);
         if (piece != PAWN && piece != KING && moveCaptured(m) < piece && staticExchange(s, m) <= 0)
@@ -137,6 +145,9 @@ int quiesce(SearchThread& thread, int nodeType, int ply, int depth, int alpha, i
       } else if ((m & MOVE_CHECK) && staticExchange(s, m) < 0) {
         continue;
       }
+      if (!isHash && leavesKingAttacked(pos, m)) continue;
+      if (!checkKnown) markCheckCapture(pos, m);
+      ++legal;
     }
 
     makeMove(pos, m, ttPrefetch);
