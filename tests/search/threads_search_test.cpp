@@ -46,17 +46,10 @@ const MateCase kMates[] = {
     {"1k5r/pP3ppp/3p2b1/1BN1n3/1Q2P3/P1B5/KP3P1P/7q w - - 1 1", 3},
 };
 
-// Every thread may search, whatever the machine has: the tests exercise eight searching threads
-// on two processors.
-struct AllThreadsSearch {
-  AllThreadsSearch() { processorOverride = 0; }
-  ~AllThreadsSearch() { processorOverride = -1; }
-};
-
 // Mates are still found, with a principal variation that really mates; nodes are split on the way
 // and the helpers leave after every search.
 TEST(ThreadsSearch, MatesAreFoundWithTwoFourAndEightThreads) {
-  AllThreadsSearch all;
+  processorOverride = 0;  // every thread may search, whatever the machine has
   const uint64_t splitsBefore = splitsMade.load();
   for (int threads : {2, 4, 8}) {
     for (const MateCase& c : kMates) {
@@ -72,13 +65,14 @@ TEST(ThreadsSearch, MatesAreFoundWithTwoFourAndEightThreads) {
       expectAllThreadsIdle(threads);
     }
   }
+  processorOverride = -1;
   EXPECT_GT(splitsMade.load(), splitsBefore) << "no node was ever split";
 }
 
 // "go nodes": the search stops once all threads together have searched the limit, overshooting by
 // less than one clock-check interval per thread (plus the quiescence tail below the checking node).
 TEST(ThreadsSearch, NodeLimitStopsWithinOneCheckIntervalPerThread) {
-  AllThreadsSearch all;
+  processorOverride = 0;
   for (int threads : {1, 2, 4}) {
     for (uint64_t limit : {20000u, 300000u}) {
       searchtest::newGame();
@@ -93,26 +87,21 @@ TEST(ThreadsSearch, NodeLimitStopsWithinOneCheckIntervalPerThread) {
       EXPECT_TRUE(isRootMove(lastSearch.bestMove));
     }
   }
+  processorOverride = -1;
 }
 
-// Eight threads on two processors: only threads 0 and 1 ever search, the others stay parked, and the
-// search is the two-thread search.
+// Eight threads on two processors: only threads 0 and 1 ever search; the others stay parked.
 TEST(ThreadsSearch, ThreadsBeyondTheProcessorsStayParked) {
   processorOverride = 2;
-  uint64_t nodes[2] = {0, 0};
-  for (int threads : {2, 8}) {
-    searchtest::newGame();
-    ASSERT_TRUE(searchtest::setRoot("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"));
-    searchtest::prepareLimits(9, threads);
-    runSearch();
-    EXPECT_TRUE(isRootMove(lastSearch.bestMove));
-    nodes[threads / 8] = searchThreads[1].nodes.load();
-    for (int i = 2; i < threads; ++i) EXPECT_EQ(searchThreads[i].nodes.load(), 0u) << "thread " << i;
-    expectAllThreadsIdle(threads);
-  }
+  searchtest::newGame();
+  ASSERT_TRUE(searchtest::setRoot("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"));
+  searchtest::prepareLimits(9, 8);
+  runSearch();
   processorOverride = -1;
-  EXPECT_GT(nodes[0], 0u);
-  EXPECT_GT(nodes[1], 0u) << "with eight threads the second one searched nothing";
+  EXPECT_TRUE(isRootMove(lastSearch.bestMove));
+  EXPECT_GT(searchThreads[1].nodes.load(), 0u) << "the second thread searched nothing";
+  for (int i = 2; i < 8; ++i) EXPECT_EQ(searchThreads[i].nodes.load(), 0u) << "thread " << i;
+  expectAllThreadsIdle(8);
 }
 
 #if defined(__linux__)
