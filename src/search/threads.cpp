@@ -206,8 +206,10 @@ void splitPointLoop(SearchThread& thread, SplitPoint& sp) {
       }
     }
   }
-  sp.workers.fetch_and(~self, std::memory_order_release);
+  // The owner may leave and reuse the split point as soon as its workers are 0: nothing of it is read
+  // after that.
   SearchThread& owner = searchThreads[size_t(sp.owner)];
+  sp.workers.fetch_and(~self, std::memory_order_release);
   sp.lock.unlock();
   if (&owner != &thread) wake(owner);
 }
