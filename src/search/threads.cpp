@@ -123,8 +123,9 @@ void idleLoop(SearchThread& thread) {
 
 void startThreads(int threadCount) {
   threadCount = std::clamp(threadCount, 1, MAX_THREADS);
-  const int processors = processorOverride >= 0 ? processorOverride
-                                      : int(std::min(std::thread::hardware_concurrency(), unsigned(MAX_THREADS)));
+  const int processors = processorOverride >= 0
+                             ? processorOverride
+                             : int(std::min(std::thread::hardware_concurrency(), unsigned(MAX_THREADS)));
 
   SearchThread& main = searchThreads[0];
   main.splitPoint.store(nullptr);
