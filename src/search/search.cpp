@@ -9,6 +9,7 @@
 #include "platform/bits.h"
 #include "platform/clock.h"
 #include "search/move_loop.h"
+#include "search/threads.h"
 #include "search/move_picker.h"
 #include "search/tt.h"
 #include "tablebase/tablebase.h"
@@ -84,7 +85,10 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
   Position& pos = thread.position;
 
   // 1-3: clock, stop, quiescence.
-  if (thread.nodes.load(std::memory_order_relaxed) > thread.nextClockCheck) checkClock(thread);
+  if (thread.nodes.load(std::memory_order_relaxed) > thread.nextClockCheck) {
+    checkClock(thread);
+    keepApart(thread);
+  }
   if (searchStopped(thread)) return 0;
   if (depth <= 0) return quiesce(thread, nodeType, ply, 0, alpha, beta);
 

@@ -43,6 +43,7 @@ struct SearchThread {
   // then bumps `wakeWord` and wakes it.
   std::atomic<int> parked{0};
   std::atomic<uint32_t> wakeWord{0};
+  std::atomic<int> processor{-1};  // where keepApart last found the thread running
 };
 
 extern std::array<SearchThread, MAX_THREADS> searchThreads;

@@ -6,6 +6,7 @@
 
 #include "board/make_move.h"
 #include "platform/park.h"
+#include "platform/processors.h"
 #include "search/limits.h"
 #include "search/move_loop.h"
 #include "search/move_picker.h"
@@ -18,6 +19,7 @@ std::mutex splitLock;
 std::atomic<uint64_t> splitsMade{0};
 std::atomic<uint64_t> helpersReleased{0};
 std::atomic<uint64_t> waitsParked{0};
+std::atomic<uint64_t> movesApart{0};
 int processorOverride = -1;
 
 namespace {
@@ -47,6 +49,30 @@ int64_t steadyNs() {
       .count();
 }
 
+}  // namespace
+
+void keepApart(SearchThread& thread) {
+  if (searchers < 2) return;
+  const int here = platform::currentProcessor();
+  thread.processor.store(here, std::memory_order_relaxed);
+  if (here < 0 || here >= 64) return;
+  uint64_t taken = 0;  // where the other working threads were last seen
+  for (int j = 0; j < searchers; ++j) {
+    const SearchThread& other = searchThreads[j];
+    if (j == thread.index || other.parked.load(std::memory_order_relaxed)) continue;
+    const int state = other.state.load(std::memory_order_relaxed);
+    const int there = other.processor.load(std::memory_order_relaxed);
+    if (state == THREAD_IDLE || state == THREAD_STARTING || there < 0 || there >= 64) continue;
+    taken |= uint64_t(1) << there;
+  }
+  if (((taken >> here) & 1) && platform::moveToOtherProcessor(taken)) {
+    movesApart.fetch_add(1, std::memory_order_relaxed);
+    thread.processor.store(platform::currentProcessor(), std::memory_order_relaxed);
+  }
+}
+
+namespace {
+
 // Waits until done() holds: spins for SPIN_NS, then parks until wake() or the timeout.
 template <class Condition>
 void waitUntil(SearchThread& thread, Condition done) {
@@ -67,7 +93,11 @@ void waitUntil(SearchThread& thread, Condition done) {
     if (done()) break;
     platform::parkWhile(thread.wakeWord, word, timeoutUs);
     thread.parked.store(0, std::memory_order_relaxed);
-    if (done()) return;
+    if (done()) {
+      // Woken to work, often onto the waker's processor.
+      keepApart(thread);
+      return;
+    }
     // A waiter reads the clock too, so that a hard deadline is noticed even while the threads that
     // search have no processor.
     checkClock(thread);
@@ -132,6 +162,7 @@ void startThreads(int threadCount) {
   main.nextSplitPoint = 0;
   main.exitRequested.store(0);
   main.state.store(THREAD_WORKING);
+  main.processor.store(-1);
 
   activeThreads = threadCount;
   searchers = processors > 0 ? std::min(threadCount, processors) : threadCount;
@@ -148,6 +179,7 @@ void startThreads(int threadCount) {
     helper.nodes.store(0, std::memory_order_relaxed);
     helper.tbHits.store(0, std::memory_order_relaxed);
     helper.nextClockCheck = CLOCK_CHECK_INTERVAL;
+    helper.processor.store(-1);
     helper.state.store(THREAD_STARTING);
     helper.handle = std::thread(idleLoop, std::ref(helper));
   }

@@ -14,6 +14,8 @@ extern std::atomic<uint64_t> splitsMade;
 extern std::atomic<uint64_t> helpersReleased;
 // Waits that outlasted their spin and parked the thread (diagnostics and tests).
 extern std::atomic<uint64_t> waitsParked;
+// Moves made by keepApart (diagnostics and tests).
+extern std::atomic<uint64_t> movesApart;
 
 // The processor count that startThreads assumes instead of the machine's when 0 or more (0: unknown,
 // every thread may search); tests set it to exercise many searching threads on a small machine.
@@ -23,6 +25,11 @@ extern int processorOverride;
 // their idle loop; returns once every helper has started. With more threads than processors, only
 // the first `processors` threads ever search; the others stay parked until the search ends.
 void startThreads(int threadCount);
+// Keeps the searching threads on different processors. Run by a search thread at every clock check of
+// the search and whenever it wakes to work: it notes its processor, and when another thread that works
+// (not parked, not idle) was last seen on the same one, it moves to a processor where none was.
+// Does nothing with one searching thread.
+void keepApart(SearchThread& thread);
 // Asks every helper to leave, joins them, and leaves thread 0 idle.
 void stopThreads();
 

@@ -118,6 +118,7 @@ TEST(ThreadsSearch, TwoThreadsShareOneBusyProcessor) {
   std::atomic<bool> done{false};
   std::thread busy([&] { while (!done.load(std::memory_order_relaxed)) continue; });
   const uint64_t parkedBefore = waitsParked.load();
+  const uint64_t movesBefore = movesApart.load();
   uint64_t helperNodes = 0;
   for (int i = 0; i < 12; ++i) {
     if (i % 3 == 0) searchtest::newGame();  // cleared and warm tables
@@ -132,6 +133,48 @@ TEST(ThreadsSearch, TwoThreadsShareOneBusyProcessor) {
   sched_setaffinity(0, sizeof saved, &saved);
   EXPECT_GT(waitsParked.load(), parkedBefore) << "no waiting thread gave its processor away";
   EXPECT_GT(helperNodes, 0u) << "the second thread never searched";
+  EXPECT_EQ(movesApart.load(), movesBefore) << "moved although one processor was allowed";
+}
+
+// A searching thread that finds itself on the processor where another working thread was last seen
+// moves to a free one and keeps its affinity; a parked or idle thread there does not count.
+TEST(ThreadsSearch, ThreadsSharingAProcessorMoveApart) {
+  cpu_set_t saved;
+  ASSERT_EQ(sched_getaffinity(0, sizeof saved, &saved), 0);
+  if (CPU_COUNT(&saved) < 2) GTEST_SKIP() << "needs two processors";
+  const struct {
+    int otherState;
+    int otherParked;
+    bool moves;
+  } cases[] = {{THREAD_WORKING, 0, true}, {THREAD_WAITING, 0, true},
+               {THREAD_WORKING, 1, false}, {THREAD_IDLE, 0, false}};
+  processorOverride = 2;
+  startThreads(2);
+  for (const auto& c : cases) {
+    SearchThread& other = searchThreads[0];
+    other.state.store(c.otherState);
+    other.parked.store(c.otherParked);
+    uint64_t moves = 0;
+    int here = -1;
+    // The scheduler may move the thread between the set-up and the check on its own: a case that
+    // should move is tried again then.
+    for (int attempt = 0; attempt == 0 || (attempt < 5 && moves != (c.moves ? 1u : 0u)); ++attempt) {
+      here = sched_getcpu();
+      other.processor.store(here);
+      const uint64_t movesBefore = movesApart.load();
+      keepApart(searchThreads[1]);  // the calling thread plays thread 1
+      moves = movesApart.load() - movesBefore;
+    }
+    EXPECT_EQ(moves, c.moves ? 1u : 0u) << c.otherState << " " << c.otherParked;
+    EXPECT_EQ(searchThreads[1].processor.load() != here, c.moves);
+    cpu_set_t now;
+    ASSERT_EQ(sched_getaffinity(0, sizeof now, &now), 0);
+    EXPECT_TRUE(CPU_EQUAL(&now, &saved)) << "affinity not given back";
+  }
+  searchThreads[0].state.store(THREAD_WORKING);
+  searchThreads[0].parked.store(0);
+  stopThreads();
+  processorOverride = -1;
 }
 #endif
 
