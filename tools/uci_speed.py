@@ -13,13 +13,15 @@
       median time to depth and nodes per second of each count, their ratios to the first count, and the
       time of each further count against the one before it (geometric means over the positions).
   tools/uci_speed.py session ENGINE [--threads 1 2 4] [--depths 12 14] [--searches 6] [--clear] [--busy] [--verbose]
+      [--fen FEN]
       Consecutive searches in one long-lived process per thread count, as a GUI drives an engine: each
       position is searched --searches times in a row to each depth ("go depth D"), the thread counts
       taking turns search by search. --clear sends "ucinewgame" before every search (a cleared table;
       otherwise it stays warm); --busy runs a one-line busy loop beside the engines for the whole
       measurement (a machine that is not idle). Prints the wall time of every search, from "go" to
       "bestmove" (--verbose), the total per thread count and depth, and each count's speed against the
-      first (the geometric mean over the positions of the ratio of their times).
+      first (the geometric mean over the positions of the ratio of their times). --fen searches that one
+      position instead of the nine.
 
 An ENGINE is a path, optionally followed by options: "build/release/tesmar" or
 "/usr/games/glaurung:Ponder=false,OwnBook=false". Quote ratios measured side by side in one sitting.
@@ -193,7 +195,7 @@ def cmd_session(a):
         engines = {t: Engine(command, t) for t in a.threads}
         totals = {(t, d): [] for t in a.threads for d in a.depths}  # per position: the time of its searches
         for depth in a.depths:
-            for fen in THREAD_POSITIONS[:a.positions]:
+            for fen in [a.fen] if a.fen else THREAD_POSITIONS[:a.positions]:
                 runs = {t: [] for t in a.threads}
                 for _ in range(a.searches):
                     for t in a.threads:  # taking turns, so a slow spell falls on every count
@@ -230,6 +232,7 @@ def main():
     ap.add_argument("--verbose", action="store_true", help="session: the time of every search")
     ap.add_argument("--clear", action="store_true", help="session: \"ucinewgame\" before every search")
     ap.add_argument("--busy", action="store_true", help="session: a busy loop runs beside the engines")
+    ap.add_argument("--fen", help="session: search this position only")
     ap.add_argument("--cpu", help="pin every engine process to these CPUs (taskset list, e.g. 0 or 0,1): "
                     "on a virtual machine whose CPUs run at different speeds, compare engines on the same one")
     a = ap.parse_args()
