@@ -49,6 +49,30 @@ void makeMove(Position& pos, Move move, KeyPrefetch prefetch = nullptr);
 void makeNullMove(Position& pos);
 inline void unmakeMove(Position& pos) { pop(pos); }
 
+// The key of the position after a move, for starting to load its table slot early: exact for every
+// move but those that castle, give up a castling right or leave an en-passant file (a wrong guess
+// only loads a line for nothing).
+inline uint64_t keyAfterMove(const BoardState& s, Move move) {
+  const int b = s.flags & FLAG_BLACK;
+  const int to = moveTo(move);
+  const int landing = (move & MOVE_PROMOTION) ? movePromotion(move) : movePiece(move);
+  uint64_t key = s.key ^ keyTable[KEY_SIDE].zobrist ^ keyTable[ownPieceEntry(movePiece(move), moveFrom(move), b)].zobrist ^
+                 keyTable[ownPieceEntry(landing, to, b)].zobrist;
+  if (move & MOVE_EN_PASSANT)
+    key ^= keyTable[opponentPieceEntry(PAWN, to - 8, b)].zobrist;
+  else if (move & MOVE_CAPTURE)
+    key ^= keyTable[opponentPieceEntry(moveCaptured(move), to, b)].zobrist;
+  if (s.epFile != NO_EP_FILE) key ^= keyTable[KEY_EP_FILE + s.epFile].zobrist;
+  return key;
+}
+
+// The key of the position after a null move (exact).
+inline uint64_t keyAfterNullMove(const BoardState& s) {
+  uint64_t key = s.key ^ keyTable[KEY_SIDE].zobrist;
+  if (s.epFile != NO_EP_FILE) key ^= keyTable[KEY_EP_FILE + s.epFile].zobrist;
+  return key;
+}
+
 // Full recomputation of key, pawnKey, psqMg and psqEg of a record (for set-up and tests).
 void computeKeys(BoardState& state);
 

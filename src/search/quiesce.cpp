@@ -29,6 +29,10 @@ struct QuiescenceMoves {
     if (stage == 0) {
       end = inCheck ? generateEvasions(pos, list) : generateCaptures(pos, list);
       stage = 1;
+      // The children's table slots start loading now: makeMove's own prefetch comes too late to
+      // hide a miss, and a sibling searched later finds its slot in the cache.
+      const BoardState& s = currentState(pos);
+      for (const ScoredMove* p = list; p != end; ++p) ttPrefetchSlot(keyAfterMove(s, p->move));
     }
     if (stage == 1) {
       if (end > list) {

@@ -136,6 +136,10 @@ int search(SearchThread& thread, int nodeType, int ply, int depth, int alpha, in
     }
   }
 
+  // The null move's child, searched next at most nodes that get this far, has its table slot loaded
+  // while the node evaluates.
+  if (nodeType != NODE_PV && !inCheck && nullAllowed) ttPrefetchSlot(keyAfterNullMove(s));
+
   // 9: static evaluation (none in check).
   if (staticEval == NO_EVAL && !inCheck) staticEval = eval::evaluate(pos, ply, thread.evalContext);
 

@@ -96,6 +96,9 @@ inline void ttPrefetch(uint64_t key, uint64_t pawnKey) {
   __builtin_prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
 }
 
+// Starts loading the table slot of a key that the search expects to probe soon.
+inline void ttPrefetchSlot(uint64_t key) { __builtin_prefetch(&ttSlot(tt, key)); }
+
 // Advances the age stamp by one (2^56).
 void ttNewSearch(TranspositionTable& table);
 

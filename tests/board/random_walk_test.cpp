@@ -4,6 +4,7 @@
 // and the colour-mirrored twin. Then isPseudoLegalQuiet on moves that do not belong to the position.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -67,7 +68,7 @@ std::vector<std::string> startFens() {
 }
 
 struct WalkStats {
-  int games = 0, positions = 0, checks = 0;
+  int games = 0, positions = 0, checks = 0, guessedKeys = 0;
 };
 
 // Checks the current record of pos thoroughly; `killers` are quiet moves seen in other positions.
@@ -197,7 +198,9 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
         // Now and then a null move, out of check, taken back at once: keys must follow, the
         // en-passant file and the clock start afresh.
         if (!board::isInCheck(board::currentState(*pos)) && rng() % 8 == 0) {
+          const uint64_t guessed = board::keyAfterNullMove(board::currentState(*pos));
           board::makeNullMove(*pos);
+          ASSERT_EQ(guessed, board::currentState(*pos).key);
           BoardState recomputed = board::currentState(*pos);
           board::computeKeys(recomputed);
           ASSERT_TRUE(sameBytes(recomputed, board::currentState(*pos)));
@@ -205,13 +208,21 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
           ASSERT_EQ(recomputed.halfmoveClock, 0);
           board::unmakeMove(*pos);
         }
-        // The keys handed to the prefetch are the child's own keys.
+        // The keys handed to the prefetch are the child's own keys; the early guess of the key is
+        // exact unless the move castles, changes the castling rights or leaves an en-passant file.
+        const BoardState before = board::currentState(*pos);
+        const uint64_t guessed = board::keyAfterMove(before, move);
         board::makeMove(*pos, move, [](uint64_t key, uint64_t pawnKey) {
           prefetchedKey = key;
           prefetchedPawnKey = pawnKey;
         });
         ASSERT_EQ(prefetchedKey, board::currentState(*pos).key);
         ASSERT_EQ(prefetchedPawnKey, board::currentState(*pos).pawnKey);
+        if (!(move & board::MOVE_CASTLING) && std::popcount(board::currentState(*pos).castling) == std::popcount(before.castling) &&
+            board::currentState(*pos).epFile == board::NO_EP_FILE) {
+          ASSERT_EQ(guessed, board::currentState(*pos).key);
+          ++stats.guessedKeys;
+        }
         // A double step leaves an en-passant file only when a pawn stands beside it to take.
         const BoardState& made = board::currentState(*pos);
         ASSERT_TRUE(made.epFile == board::NO_EP_FILE ||
@@ -228,6 +239,7 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
   EXPECT_GT(stats.games, 90);
   EXPECT_GT(stats.positions, 3000);
   EXPECT_GT(stats.checks, 100);
+  EXPECT_GT(stats.guessedKeys, 2000);
 }
 
 // Killers and hash moves from other positions: only a quiet move the generators would give passes.
