@@ -16,6 +16,14 @@ namespace {
 
 constexpr int DELTA_MARGIN = 520;
 
+// Starts loading the table slots of the children of a list's moves as soon as the list is made:
+// makeMove's own prefetch comes too late to hide a miss, and a sibling searched later finds its slot
+// in the cache.
+void prefetchChildren(const Position& pos, const ScoredMove* begin, const ScoredMove* end) {
+  const BoardState& s = currentState(pos);
+  for (const ScoredMove* p = begin; p != end; ++p) ttPrefetchSlot(keyAfterMove(s, p->move));
+}
+
 // The quiescence node's move order: the hash move, then captures and promotions by sort key while the
 // key is at least SCORE_GOOD, then (at the first ply, out of check) the quiet checks appended, then the
 // rest of the list from its end to its front.
@@ -29,10 +37,7 @@ struct QuiescenceMoves {
     if (stage == 0) {
       end = inCheck ? generateEvasions(pos, list) : generateCaptures(pos, list);
       stage = 1;
-      // The children's table slots start loading now: makeMove's own prefetch comes too late to
-      // hide a miss, and a sibling searched later finds its slot in the cache.
-      const BoardState& s = currentState(pos);
-      for (const ScoredMove* p = list; p != end; ++p) ttPrefetchSlot(keyAfterMove(s, p->move));
+      prefetchChildren(pos, list, end);
     }
     if (stage == 1) {
       if (end > list) {
@@ -46,7 +51,11 @@ struct QuiescenceMoves {
           return m;
         }
       }
-      if (!inCheck && depth >= 0) end = generateQuietChecks(pos, end);
+      if (!inCheck && depth >= 0) {
+        ScoredMove* const checks = end;
+        end = generateQuietChecks(pos, end);
+        prefetchChildren(pos, checks, end);
+      }
       stage = 2;
     }
     if (end == list) return 0;
