@@ -8,6 +8,7 @@
 #include "board/movegen.h"
 #include "board/queries.h"
 #include "eval/material.h"
+#include "search/tt.h"
 
 namespace search {
 
@@ -222,6 +223,7 @@ Move nextMove(SearchThread& thread, MovePicker& picker, int32_t& score) {
 
       case STAGE_GENERATE:
         picker.end = picker.inCheck ? generateEvasions(pos, begin) : generateCaptures(pos, begin);
+        ttPrefetchChildren(s, begin, picker.end);
         picker.stage = STAGE_GOOD_CAPTURES;
         break;
 
@@ -274,6 +276,7 @@ Move nextMove(SearchThread& thread, MovePicker& picker, int32_t& score) {
       case STAGE_GENERATE_QUIETS: {
         ScoredMove* const quietsBegin = picker.end;
         picker.end = generateQuiets(pos, picker.end);
+        ttPrefetchChildren(s, quietsBegin, picker.end);
         scoreQuiets(thread, s, picker.ply, quietsBegin, picker.end);
         picker.stage = STAGE_REMAINING;
         break;

@@ -16,14 +16,6 @@ namespace {
 
 constexpr int DELTA_MARGIN = 520;
 
-// Starts loading the table slots of the children of a list's moves as soon as the list is made:
-// makeMove's own prefetch comes too late to hide a miss, and a sibling searched later finds its slot
-// in the cache.
-void prefetchChildren(const Position& pos, const ScoredMove* begin, const ScoredMove* end) {
-  const BoardState& s = currentState(pos);
-  for (const ScoredMove* p = begin; p != end; ++p) ttPrefetchSlot(keyAfterMove(s, p->move));
-}
-
 // The quiescence node's move order: the hash move, then captures and promotions by sort key while the
 // key is at least SCORE_GOOD, then (at the first ply, out of check) the quiet checks appended, then the
 // rest of the list from its end to its front.
@@ -37,7 +29,7 @@ struct QuiescenceMoves {
     if (stage == 0) {
       end = inCheck ? generateEvasions(pos, list) : generateCaptures(pos, list);
       stage = 1;
-      prefetchChildren(pos, list, end);
+      ttPrefetchChildren(currentState(pos), list, end);
     }
     if (stage == 1) {
       if (end > list) {
@@ -54,7 +46,7 @@ struct QuiescenceMoves {
       if (!inCheck && depth >= 0) {
         ScoredMove* const checks = end;
         end = generateQuietChecks(pos, end);
-        prefetchChildren(pos, checks, end);
+        ttPrefetchChildren(currentState(pos), checks, end);
       }
       stage = 2;
     }

@@ -11,9 +11,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "board/make_move.h"
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/pawn_cache.h"
+#include "platform/bits.h"
 
 namespace search {
 
@@ -92,12 +94,20 @@ inline TTEntry& ttSlot(const TranspositionTable& table, uint64_t key) {
 // steps (with no pawn cache the mask is 0 and the address is the null entry, which prefetching
 // never faults on).
 inline void ttPrefetch(uint64_t key, uint64_t pawnKey) {
-  __builtin_prefetch(&ttSlot(tt, key));
-  __builtin_prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
+  platform::prefetch(&ttSlot(tt, key));
+  platform::prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
 }
 
 // Starts loading the table slot of a key that the search expects to probe soon.
-inline void ttPrefetchSlot(uint64_t key) { __builtin_prefetch(&ttSlot(tt, key)); }
+inline void ttPrefetchSlot(uint64_t key) { platform::prefetch(&ttSlot(tt, key)); }
+
+// Starts loading the table slots of the children of a move list's moves as soon as the list is
+// made: makeMove's own prefetch comes too late to hide a miss, while a sibling searched later finds
+// its slot in the cache.
+inline void ttPrefetchChildren(const board::BoardState& s, const board::ScoredMove* begin,
+                               const board::ScoredMove* end) {
+  for (const board::ScoredMove* p = begin; p != end; ++p) ttPrefetchSlot(board::keyAfterMove(s, p->move));
+}
 
 // Advances the age stamp by one (2^56).
 void ttNewSearch(TranspositionTable& table);
