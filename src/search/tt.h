@@ -89,17 +89,18 @@ inline TTEntry& ttSlot(const TranspositionTable& table, uint64_t key) {
   return table.entries[key & table.mask];
 }
 
+// Starts loading the table slot of a key that the search expects to probe soon (with no table the
+// mask is 0 and the address is null, which prefetching never faults on).
+inline void ttPrefetchSlot(uint64_t key) { platform::prefetch(tt.entries + (key & tt.mask)); }
+
 // Starts loading the table slot of a key and the pawn cache entry of a pawn key into the cache;
 // handed to makeMove, so the memory accesses overlap the rest of the move and the child's first
 // steps (with no pawn cache the mask is 0 and the address is the null entry, which prefetching
 // never faults on).
 inline void ttPrefetch(uint64_t key, uint64_t pawnKey) {
-  platform::prefetch(&ttSlot(tt, key));
+  ttPrefetchSlot(key);
   platform::prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
 }
-
-// Starts loading the table slot of a key that the search expects to probe soon.
-inline void ttPrefetchSlot(uint64_t key) { platform::prefetch(&ttSlot(tt, key)); }
 
 // Starts loading the table slots of the children of a move list's moves as soon as the list is
 // made: makeMove's own prefetch comes too late to hide a miss, while a sibling searched later finds
