@@ -56,7 +56,8 @@ inline uint64_t keyAfterMove(const BoardState& s, Move move) {
   const int b = s.flags & FLAG_BLACK;
   const int to = moveTo(move);
   const int landing = (move & MOVE_PROMOTION) ? movePromotion(move) : movePiece(move);
-  uint64_t key = s.key ^ keyTable[KEY_SIDE].zobrist ^ keyTable[ownPieceEntry(movePiece(move), moveFrom(move), b)].zobrist ^
+  uint64_t key = s.key ^ keyTable[KEY_SIDE].zobrist ^
+                 keyTable[ownPieceEntry(movePiece(move), moveFrom(move), b)].zobrist ^
                  keyTable[ownPieceEntry(landing, to, b)].zobrist;
   if (move & MOVE_EN_PASSANT)
     key ^= keyTable[opponentPieceEntry(PAWN, to - 8, b)].zobrist;

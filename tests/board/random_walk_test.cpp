@@ -218,13 +218,13 @@ TEST(RandomWalk, IncrementalStateMatchesRecomputation) {
         });
         ASSERT_EQ(prefetchedKey, board::currentState(*pos).key);
         ASSERT_EQ(prefetchedPawnKey, board::currentState(*pos).pawnKey);
-        if (!(move & board::MOVE_CASTLING) && std::popcount(board::currentState(*pos).castling) == std::popcount(before.castling) &&
-            board::currentState(*pos).epFile == board::NO_EP_FILE) {
-          ASSERT_EQ(guessed, board::currentState(*pos).key);
+        const BoardState& made = board::currentState(*pos);
+        if (!(move & board::MOVE_CASTLING) && std::popcount(made.castling) == std::popcount(before.castling) &&
+            made.epFile == board::NO_EP_FILE) {
+          ASSERT_EQ(guessed, made.key);
           ++stats.guessedKeys;
         }
         // A double step leaves an en-passant file only when a pawn stands beside it to take.
-        const BoardState& made = board::currentState(*pos);
         ASSERT_TRUE(made.epFile == board::NO_EP_FILE ||
                     (board::pawns(made) & made.bb[0] & board::epCapturers[made.epFile]));
         // Keep the stack short as the "position" command does: collapse after irreversible moves.
