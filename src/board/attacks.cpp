@@ -8,13 +8,19 @@ std::array<Bitboard, 64> kingAttacks;
 std::array<Bitboard, 64> knightAttacks;
 std::array<Bitboard, 8> epNeighbours;
 std::array<Bitboard, 8> epCapturers;
+#if TESMAR_PDEP_SLIDERS
+std::array<PackedSliderEntry, 64> bishopSlider;
+std::array<PackedSliderEntry, 64> rookSlider;
+#else
 std::array<MagicEntry, 64> bishopMagic;
 std::array<MagicEntry, 64> rookMagic;
+#endif
 std::array<Bitboard, 4096> lineTo;
 std::array<uint8_t, 4096> lineDirection;
 
 namespace {
 
+#if !TESMAR_PDEP_SLIDERS
 // Multipliers found by tools/find_magics.cpp; every occupancy subset of a square's mask maps to its
 // own index (or to one holding the same attack set) within the square's slice.
 constexpr std::array<Bitboard, 64> BISHOP_MAGICS = {
@@ -53,13 +59,20 @@ constexpr std::array<Bitboard, 64> ROOK_MAGICS = {
     0x2203003064418001ULL, 0x0000400488110021ULL, 0x024020C20051802AULL, 0x4002004004200812ULL,
     0x0642000420081102ULL, 0x0001000C00061803ULL, 0x0340100882284104ULL, 0x0026002114058042ULL,
 };
+#endif
 
 // All slider slices, square 0 to 63, bishops first: in a block of their own (one huge page on
-// Linux: the 860 kB would otherwise spread over 210 small pages, and the search's random lookups
-// would keep missing the TLB), or in the static fallback when that block cannot be had.
+// Linux: the table would otherwise spread over 53 small pages packed, 210 as full bitboards, and
+// the search's random lookups would keep missing the TLB), or in the static fallback when that
+// block cannot be had.
+#if TESMAR_PDEP_SLIDERS
+using SliderCell = uint16_t;
+#else
+using SliderCell = Bitboard;
+#endif
 constexpr size_t SLIDER_ENTRIES = BISHOP_TABLE_SIZE + ROOK_TABLE_SIZE;
-std::array<Bitboard, SLIDER_ENTRIES> sliderFallback;
-Bitboard* sliderTable = nullptr;
+std::array<SliderCell, SLIDER_ENTRIES> sliderFallback;
+SliderCell* sliderTable = nullptr;
 
 // File and rank steps of the eight directions in the order of the direction codes: east, west,
 // north, south, north-east, south-west, north-west, south-east.
@@ -101,7 +114,21 @@ Bitboard relevantMask(int square, const int (&directions)[4]) {
 }
 
 // Fills one square's slice starting at `slice`; returns one past its end.
-Bitboard* fillSlice(MagicEntry& entry, int square, Bitboard magic, const int (&directions)[4], Bitboard* slice) {
+#if TESMAR_PDEP_SLIDERS
+SliderCell* fillSlice(PackedSliderEntry& entry, int square, const int (&directions)[4], SliderCell* slice) {
+  entry.mask = relevantMask(square, directions);
+  entry.rays = slidingAttacks(square, 0, directions);
+  entry.attacks = slice;
+  Bitboard subset = 0;
+  do {
+    const Bitboard attacks = slidingAttacks(square, subset, directions);
+    slice[_pext_u64(subset, entry.mask)] = SliderCell(_pext_u64(attacks, entry.rays));
+    subset = (subset - entry.mask) & entry.mask;
+  } while (subset);
+  return slice + (size_t(1) << platform::popcount(entry.mask));
+}
+#else
+SliderCell* fillSlice(MagicEntry& entry, int square, Bitboard magic, const int (&directions)[4], SliderCell* slice) {
   entry.mask = relevantMask(square, directions);
   entry.magic = magic;
   entry.shift = uint64_t(64 - platform::popcount(entry.mask));
@@ -113,6 +140,7 @@ Bitboard* fillSlice(MagicEntry& entry, int square, Bitboard magic, const int (&d
   } while (subset);
   return slice + (size_t(1) << (64 - entry.shift));
 }
+#endif
 
 Bitboard stepAttacks(int square, const int (*steps)[2], int count) {
   Bitboard result = 0;
@@ -140,14 +168,19 @@ void initAttackTables() {
   }
 
   if (!sliderTable) {
-    sliderTable = static_cast<Bitboard*>(platform::allocateTableBlock(SLIDER_ENTRIES * sizeof(Bitboard)));
+    sliderTable = static_cast<SliderCell*>(platform::allocateTableBlock(SLIDER_ENTRIES * sizeof(SliderCell)));
     if (!sliderTable) sliderTable = sliderFallback.data();
   }
-  Bitboard* bishopSlice = sliderTable;
-  Bitboard* rookSlice = sliderTable + BISHOP_TABLE_SIZE;
+  SliderCell* bishopSlice = sliderTable;
+  SliderCell* rookSlice = sliderTable + BISHOP_TABLE_SIZE;
   for (int square = 0; square < 64; ++square) {
+#if TESMAR_PDEP_SLIDERS
+    bishopSlice = fillSlice(bishopSlider[square], square, BISHOP_DIRECTIONS, bishopSlice);
+    rookSlice = fillSlice(rookSlider[square], square, ROOK_DIRECTIONS, rookSlice);
+#else
     bishopSlice = fillSlice(bishopMagic[square], square, BISHOP_MAGICS[square], BISHOP_DIRECTIONS, bishopSlice);
     rookSlice = fillSlice(rookMagic[square], square, ROOK_MAGICS[square], ROOK_DIRECTIONS, rookSlice);
+#endif
   }
 
   for (int a = 0; a < 64; ++a) {

@@ -1,4 +1,4 @@
-// Attack tables: the magic slider lookups and the square-pair tables against a ray scan.
+// Attack tables: the slider lookups and the square-pair tables against a ray scan.
 #include <gtest/gtest.h>
 
 #include "board/attacks.h"
@@ -24,15 +24,29 @@ Bitboard scanAttacks(int square, Bitboard occ, bool straight, bool withoutEdge =
   return result;
 }
 
-TEST(MagicTable, EverySubsetOfEverySquareMatchesARayScan) {
+// The slider tables of this build: magic-addressed bitboards, or PEXT-addressed attack sets packed
+// into the empty-board rays.
+#if TESMAR_PDEP_SLIDERS
+const auto& bishopEntries = board::bishopSlider;
+const auto& rookEntries = board::rookSlider;
+#else
+const auto& bishopEntries = board::bishopMagic;
+const auto& rookEntries = board::rookMagic;
+#endif
+
+TEST(SliderTable, EverySubsetOfEverySquareMatchesARayScan) {
   int entries[2] = {0, 0};  // bishop, rook
   for (int square = 0; square < 64; ++square) {
     for (const bool straight : {false, true}) {
-      const board::MagicEntry& e = straight ? board::rookMagic[square] : board::bishopMagic[square];
+      const auto& e = straight ? rookEntries[square] : bishopEntries[square];
       // The mask is the rays without their edge squares; the slice follows the previous one.
       ASSERT_EQ(e.mask, scanAttacks(square, 0, straight, true)) << "square " << square << " straight " << straight;
+#if TESMAR_PDEP_SLIDERS
+      ASSERT_EQ(e.rays, scanAttacks(square, 0, straight));
+#else
       ASSERT_EQ(e.shift, uint64_t(64 - platform::popcount(e.mask)));
-      ASSERT_EQ(e.attacks, (straight ? board::rookMagic : board::bishopMagic)[0].attacks + entries[straight]);
+#endif
+      ASSERT_EQ(e.attacks, (straight ? rookEntries : bishopEntries)[0].attacks + entries[straight]);
       entries[straight] += 1 << platform::popcount(e.mask);
       Bitboard subset = 0;
       do {
@@ -48,10 +62,10 @@ TEST(MagicTable, EverySubsetOfEverySquareMatchesARayScan) {
   }
   EXPECT_EQ(entries[0], board::BISHOP_TABLE_SIZE);
   EXPECT_EQ(entries[1], board::ROOK_TABLE_SIZE);
-  EXPECT_EQ(board::rookMagic[0].attacks, board::bishopMagic[0].attacks + board::BISHOP_TABLE_SIZE);
+  EXPECT_EQ(rookEntries[0].attacks, bishopEntries[0].attacks + board::BISHOP_TABLE_SIZE);
 #if defined(__linux__)
   // The block starts on a 2 MB boundary, where one huge page can back the whole table.
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(board::bishopMagic[0].attacks) % (uintptr_t(1) << 21), 0u);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(bishopEntries[0].attacks) % (uintptr_t(1) << 21), 0u);
 #endif
 }
 
