@@ -48,8 +48,10 @@ ifneq ($(findstring clang,$(notdir $(CXX))),)
 else
   LTO_FLAGS := -flto=auto
 endif
-ENGINE_CXXFLAGS := -std=c++20 -O3 -DNDEBUG -Wall -Wextra -fno-exceptions $(ARCH_FLAGS) $(LTO_FLAGS) -Isrc
-ENGINE_LDFLAGS  := -O3 $(ARCH_FLAGS) $(LTO_FLAGS) -pthread $(STATIC)
+# Position-dependent code (-fno-pie, -no-pie): a table lookup with a register index then carries the
+# table's address in the instruction itself.
+ENGINE_CXXFLAGS := -std=c++20 -O3 -DNDEBUG -Wall -Wextra -fno-exceptions -fno-pie $(ARCH_FLAGS) $(LTO_FLAGS) -Isrc
+ENGINE_LDFLAGS  := -O3 -no-pie $(ARCH_FLAGS) $(LTO_FLAGS) -pthread $(STATIC)
 rwildcard = $(foreach d,$(wildcard $(1:=/*)),$(call rwildcard,$d,$2) $(filter $(subst *,%,$2),$d))
 SOURCES := $(sort $(call rwildcard,src,*.cpp))
 OBJDIR  := $(RELEASE)/obj-$(notdir $(CXX))
