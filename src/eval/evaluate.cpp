@@ -1,5 +1,5 @@
-// The evaluation frame: phase and bare-minor draws, the cached pawn score, the piece and threat
-// passes run once per side with negate-and-mirror, the tapered blend and the final scaling.
+// The evaluation frame: phase and bare-minor draws, the piece and threat passes run once per side
+// on the mirrored board, the cached pawn score, the tapered blend and the final scaling.
 #include <algorithm>
 
 #include "board/make_move.h"
@@ -86,31 +86,32 @@ int evaluateImpl(board::Position& pos, int ply, EvalContext& context, EvalTrace*
 
   const BoardView flipped = flipView(view);
 
-  // Pawn structure and king shelter: cached under the pawn key, side to move's view.
-  Accumulator acc;
-  if (TRACE || !pawnCacheProbe(pawnCache, state.pawnKey, acc.mg, acc.eg)) {
-    pawnPass<TRACE>(view, acc, trace);
-    acc.negate();
-    pawnPass<TRACE>(flipped, acc, trace);
-    acc.negate();
-    acc.mg = int16_t(acc.mg);
-    acc.eg = int16_t(acc.eg);
-    pawnCacheStore(pawnCache, state.pawnKey, acc.mg, acc.eg);
-  }
+  // The pawn cache entry is read after the piece and threat passes, which do not need it: its
+  // load, started here, overlaps them.
+  if (!TRACE && pawnCache.entries) platform::prefetch(pawnCache.entries + (state.pawnKey & pawnCache.mask));
 
-  // Piece passes for both sides, then threat passes for both: every term is added for the side
-  // of the current orientation, and the accumulators are negated whenever the view turns.
+  // Piece passes for both sides, then threat passes for both, each pass in its own side's view.
   SideAttacks ourAttacks;
   SideAttacks theirAttacks;
-  piecePass<TRACE>(view, acc, ourAttacks, trace);
-  acc.negate();
-  piecePass<TRACE>(flipped, acc, theirAttacks, trace);
-  threatPass<TRACE>(flipped, theirAttacks, platform::byteSwap(ourAttacks.all), acc, trace);
-  acc.negate();
-  threatPass<TRACE>(view, ourAttacks, platform::byteSwap(theirAttacks.all), acc, trace);
+  const Accumulator ourPieces = piecePass<TRACE>(view, ourAttacks, trace);
+  const Accumulator theirPieces = piecePass<TRACE>(flipped, theirAttacks, trace);
+  const Accumulator theirThreats =
+      threatPass<TRACE>(flipped, theirAttacks, platform::byteSwap(ourAttacks.all), trace);
+  const Accumulator ourThreats = threatPass<TRACE>(view, ourAttacks, platform::byteSwap(theirAttacks.all), trace);
 
-  int mg = acc.mg;
-  int eg = acc.eg;
+  // Pawn structure and king shelter: cached under the pawn key, side to move's view.
+  int pawnMg;
+  int pawnEg;
+  if (TRACE || !pawnCacheProbe(pawnCache, state.pawnKey, pawnMg, pawnEg)) {
+    const Accumulator ourPawns = pawnPass<TRACE>(view, trace);
+    const Accumulator theirPawns = pawnPass<TRACE>(flipped, trace);
+    pawnMg = int16_t(ourPawns.mg - theirPawns.mg);
+    pawnEg = int16_t(ourPawns.eg - theirPawns.eg);
+    pawnCacheStore(pawnCache, state.pawnKey, pawnMg, pawnEg);
+  }
+
+  int mg = pawnMg + ourPieces.mg - theirPieces.mg + ourThreats.mg - theirThreats.mg;
+  int eg = pawnEg + ourPieces.eg - theirPieces.eg + ourThreats.eg - theirThreats.eg;
   if (TRACE || mayOverflowSums(view)) {
     int themMg = 0;
     int themEg = 0;

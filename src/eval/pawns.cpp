@@ -92,7 +92,7 @@ Bitboard passedPawns(Bitboard ours, Bitboard theirs) {
 }
 
 template <bool TRACE>
-void pawnPass(const BoardView& v, Accumulator& acc, EvalTrace* trace) {
+Accumulator pawnPass(const BoardView& v, EvalTrace* trace) {
   const Bitboard P = v.pawns & v.us;
   const Bitboard E = v.pawns & v.them;
   const int ourKing = lsb(v.kings & v.us);
@@ -152,12 +152,11 @@ void pawnPass(const BoardView& v, Accumulator& acc, EvalTrace* trace) {
 
   const int mg = common + candidates + passedMg + shelter;
   const int eg = common + candidates + passedEg;
-  acc.mg += mg;
-  acc.eg += eg;
   if constexpr (TRACE) addTrace(trace, TERM_PAWNS, v.colour, mg, eg);
+  return {mg, eg};
 }
 
-template void pawnPass<false>(const BoardView&, Accumulator&, EvalTrace*);
-template void pawnPass<true>(const BoardView&, Accumulator&, EvalTrace*);
+template Accumulator pawnPass<false>(const BoardView&, EvalTrace*);
+template Accumulator pawnPass<true>(const BoardView&, EvalTrace*);
 
 }  // namespace eval::detail

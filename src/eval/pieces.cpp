@@ -92,7 +92,7 @@ inline bool safeFromPawns(int square, Bitboard theirPawnAttacks) {
 }  // namespace
 
 template <bool TRACE>
-void piecePass(const BoardView& v, Accumulator& acc, SideAttacks& ours, EvalTrace* trace) {
+Accumulator piecePass(const BoardView& v, SideAttacks& ours, EvalTrace* trace) {
   const Bitboard P = v.pawns & v.us;
   const Bitboard E = v.pawns & v.them;
   const Bitboard ourPawnAttacks = board::pawnAttacksUp(P);
@@ -192,16 +192,15 @@ void piecePass(const BoardView& v, Accumulator& acc, SideAttacks& ours, EvalTrac
     kingEg = sums.kingEg * (n - 1) / n;
   }
 
-  acc.mg += sums.mobilityMg + kingMg + sums.pos;
-  acc.eg += sums.mobilityEg + kingEg + sums.pos;
   if constexpr (TRACE) {
     addTrace(trace, TERM_MOBILITY, v.colour, sums.mobilityMg, sums.mobilityEg);
     addTrace(trace, TERM_KING_ATTACK, v.colour, kingMg, kingEg);
     addTrace(trace, TERM_PIECES, v.colour, sums.pos, sums.pos);
   }
+  return {sums.mobilityMg + kingMg + sums.pos, sums.mobilityEg + kingEg + sums.pos};
 }
 
-template void piecePass<false>(const BoardView&, Accumulator&, SideAttacks&, EvalTrace*);
-template void piecePass<true>(const BoardView&, Accumulator&, SideAttacks&, EvalTrace*);
+template Accumulator piecePass<false>(const BoardView&, SideAttacks&, EvalTrace*);
+template Accumulator piecePass<true>(const BoardView&, SideAttacks&, EvalTrace*);
 
 }  // namespace eval::detail

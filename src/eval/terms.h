@@ -60,14 +60,10 @@ struct SideAttacks {
   Bitboard kingZone;  // own king's attack squares and the same set one rank further up
 };
 
-// Middle-game and end-game accumulators of the evaluation, from the current pass's view.
+// Middle-game and end-game sums of one side's terms.
 struct Accumulator {
   int mg = 0;
   int eg = 0;
-  void negate() {
-    mg = -mg;
-    eg = -eg;
-  }
 };
 
 inline void addTrace(EvalTrace* trace, EvalTerm term, int colour, int mg, int eg) {
@@ -79,18 +75,17 @@ inline void addTrace(EvalTrace* trace, EvalTerm term, int colour, int mg, int eg
 // that attacks them now or after advancing.
 Bitboard passedPawns(Bitboard ours, Bitboard theirs);
 
-// Adds our pawn-structure and king-shelter terms.
+// Our pawn-structure and king-shelter terms.
 template <bool TRACE>
-void pawnPass(const BoardView& v, Accumulator& acc, EvalTrace* trace);
+Accumulator pawnPass(const BoardView& v, EvalTrace* trace);
 
-// Adds our mobility, king-attack and piece terms and fills our attack record.
+// Our mobility, king-attack and piece terms; fills our attack record.
 template <bool TRACE>
-void piecePass(const BoardView& v, Accumulator& acc, SideAttacks& ours, EvalTrace* trace);
+Accumulator piecePass(const BoardView& v, SideAttacks& ours, EvalTrace* trace);
 
-// Adds our threats, safe checks, pins and passed-pawn path terms; theirAll is the other side's
+// Our threats, safe checks, pins and passed-pawn path terms; theirAll is the other side's
 // all-attacks set in this orientation.
 template <bool TRACE>
-void threatPass(const BoardView& v, const SideAttacks& ours, Bitboard theirAll, Accumulator& acc,
-                EvalTrace* trace);
+Accumulator threatPass(const BoardView& v, const SideAttacks& ours, Bitboard theirAll, EvalTrace* trace);
 
 }  // namespace eval::detail

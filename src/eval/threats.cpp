@@ -54,8 +54,7 @@ inline int typeOf(const BoardView& v, int square) {
 }  // namespace
 
 template <bool TRACE>
-void threatPass(const BoardView& v, const SideAttacks& ours, Bitboard theirAll, Accumulator& acc,
-                EvalTrace* trace) {
+Accumulator threatPass(const BoardView& v, const SideAttacks& ours, Bitboard theirAll, EvalTrace* trace) {
   const Bitboard undefended = ~theirAll;
   const Bitboard targets = v.them & ~v.kings;
   const int theirKing = lsb(v.kings & v.them);
@@ -141,17 +140,14 @@ void threatPass(const BoardView& v, const SideAttacks& ours, Bitboard theirAll, 
     }
   }
 
-  acc.mg += threats + mgOnly + path;
-  acc.eg += threats + path;
   if constexpr (TRACE) {
     addTrace(trace, TERM_THREATS, v.colour, threats + mgOnly, threats);
     addTrace(trace, TERM_PASSED_PATH, v.colour, path, path);
   }
+  return {threats + mgOnly + path, threats + path};
 }
 
-template void threatPass<false>(const BoardView&, const SideAttacks&, Bitboard, Accumulator&,
-                                EvalTrace*);
-template void threatPass<true>(const BoardView&, const SideAttacks&, Bitboard, Accumulator&,
-                               EvalTrace*);
+template Accumulator threatPass<false>(const BoardView&, const SideAttacks&, Bitboard, EvalTrace*);
+template Accumulator threatPass<true>(const BoardView&, const SideAttacks&, Bitboard, EvalTrace*);
 
 }  // namespace eval::detail
