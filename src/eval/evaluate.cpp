@@ -88,7 +88,7 @@ int evaluateImpl(board::Position& pos, int ply, EvalContext& context, EvalTrace*
 
   // The pawn cache entry is read after the piece and threat passes, which do not need it: its
   // load, started here, overlaps them.
-  if (!TRACE && pawnCache.entries) platform::prefetch(pawnCache.entries + (state.pawnKey & pawnCache.mask));
+  if (!TRACE) pawnCachePrefetch(pawnCache, state.pawnKey);
 
   // Piece passes for both sides, then threat passes for both, each pass in its own side's view.
   SideAttacks ourAttacks;

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/bits.h"
+
 namespace eval {
 
 struct PawnCacheEntry {
@@ -30,6 +32,12 @@ inline bool pawnCacheProbe(const PawnCache& cache, uint64_t pawnKey, int& mg, in
   mg = int16_t(data & 0xFFFF);
   eg = int16_t((data >> 16) & 0xFFFF);
   return true;
+}
+
+// Starts loading the entry of a pawn key into the cache (with no cache the mask is 0 and the address
+// is the null entry, which prefetching never faults on).
+inline void pawnCachePrefetch(const PawnCache& cache, uint64_t pawnKey) {
+  platform::prefetch(cache.entries + (pawnKey & cache.mask));
 }
 
 inline void pawnCacheStore(PawnCache& cache, uint64_t pawnKey, int mg, int eg) {

@@ -95,11 +95,10 @@ inline void ttPrefetchSlot(uint64_t key) { platform::prefetch(tt.entries + (key 
 
 // Starts loading the table slot of a key and the pawn cache entry of a pawn key into the cache;
 // handed to makeMove, so the memory accesses overlap the rest of the move and the child's first
-// steps (with no pawn cache the mask is 0 and the address is the null entry, which prefetching
-// never faults on).
+// steps.
 inline void ttPrefetch(uint64_t key, uint64_t pawnKey) {
   ttPrefetchSlot(key);
-  platform::prefetch(eval::pawnCache.entries + (pawnKey & eval::pawnCache.mask));
+  eval::pawnCachePrefetch(eval::pawnCache, pawnKey);
 }
 
 // Starts loading the table slots of the children of a move list's moves as soon as the list is
