@@ -11,14 +11,15 @@
 // Waiting: a waiting thread spins for a short while with the pause hint (a hand-over on a machine
 // with processors to spare takes microseconds), then parks in the kernel until the thread that
 // changes what it waits for wakes it. So a thread that has nothing to do never holds a processor that
-// a working thread or another program needs.
+// a working thread or another program needs. The locks themselves (a split point's, the booking
+// lock) are held for a few hundred instructions at a time and spin (platform::SpinLock).
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "board/position.h"
 #include "board/types.h"
 #include "platform/bits.h"
+#include "platform/spin_lock.h"
 
 namespace search {
 
@@ -51,7 +52,7 @@ struct SplitPoint {
   // frame, which the owner leaves only once `workers` is 0.
   MovePicker* picker = nullptr;
   std::atomic<int> stopped{0};  // a move reached beta
-  std::mutex lock;
+  platform::SpinLock lock;
   std::atomic<uint64_t> workers{0};  // bit i set while thread i works here (or is booked to)
   // Bit i set once booked thread i has taken its place here. A booked thread that has not yet done so
   // when the owner runs out of moves (it had no processor yet) is released instead of waited for.

@@ -15,7 +15,7 @@
 
 namespace search {
 
-std::mutex splitLock;
+platform::SpinLock splitLock;
 std::atomic<uint64_t> splitsMade{0};
 std::atomic<uint64_t> helpersReleased{0};
 std::atomic<uint64_t> waitsParked{0};

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <string_view>
+#include <thread>
 #include <vector>
 
+#include "platform/spin_lock.h"
 #include "search/threads.h"
 
 namespace {
@@ -56,6 +58,29 @@ TEST(ThreadsBooking, ChoosesIdleThreadsAndHelpersOfWaitingOwners) {
   EXPECT_FALSE(maySplit(1, 20, 3, 0));
   EXPECT_TRUE(maySplit(4, 5, 5, 7));
   EXPECT_FALSE(maySplit(4, 5, 5, 8));
+}
+
+// The split points' lock keeps every other thread out: four threads, more than the processors here,
+// so that holders also lose their processor inside the section, add to one plain counter, with
+// a read and a write apart so that an overlap loses increments.
+TEST(ThreadsSpinLock, KeepsEveryOtherThreadOut) {
+  platform::SpinLock lock;
+  int64_t counter = 0;
+  constexpr int THREADS = 4;
+  constexpr int ROUNDS = 50000;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < THREADS; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < ROUNDS; ++i) {
+        lock.lock();
+        const int64_t seen = counter;
+        if (i % 64 == 0) std::this_thread::yield();
+        counter = seen + 1;
+        lock.unlock();
+      }
+    });
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ(counter, int64_t(THREADS) * ROUNDS);
 }
 
 }  // namespace
